@@ -1,0 +1,174 @@
+#include "eval/mobility.h"
+
+#include "eval/evalbits.h"
+#include "eval/weight.h"
+
+using namespace evalbits;
+
+namespace {
+
+// Mobility by the number of safe squares (not own pieces, not attacked by enemy pawns), in variable units.
+// knight_mobility: 1 unit ~ 0.23 cp in the middle game (none in the end game), from -25 cp trapped to +15.
+const int knight_table[9] = {-107, -64, -26, -9, 9, 26, 43, 56, 64};
+// bishop_mobility: 1 unit ~ 0.3 cp middle game, 0.44 cp end game; about -25..+26 cp and -37..+38 cp.
+const int bishop_table[14] = {-84, -54, -27, -7, 10, 27, 40, 50, 60, 67, 74, 80, 84, 87};
+// rook_mobility: end game only, 1 unit ~ 1.8 cp; about -30..+31 cp.
+const int rook_table[15] = {-16, -10, -4, -1, 1, 3, 5, 8, 10, 11, 13, 14, 15, 16, 17};
+// queen_mobility: 1 unit ~ 1.2 cp middle game and 7 cp end game, so the range stays small (-4..4).
+const int queen_table[28] = {-4, -4, -3, -3, -2, -2, -1, -1, 0, 0, 0, 1, 1, 1,
+                             2,  2,  2,  2,  3,  3,  3,  3,  3, 4, 4, 4, 4, 4};
+
+// King-zone attack weight per attacked zone square, by kind.
+const int zone_weight[6] = {0, 0, 2, 2, 3, 5};
+
+// A rook in the corner behind its own king that walked there without castling; the king squares that
+// lock it in, by colour (black mirrors white).
+constexpr u64 kingside_rook[2] = {0xC080000000000000ULL, 0x80C0ULL};  // g/h on the back rank, h one up
+constexpr u64 kingside_king[2] = {0x6000000000000000ULL, 0x60ULL};    // f, g
+constexpr u64 queenside_rook[2] = {0x0301000000000000ULL, 0x0103ULL}; // a/b on the back rank, a one up
+constexpr u64 queenside_king[2] = {0x0600000000000000ULL, 0x06ULL};   // b, c
+
+} // namespace
+
+template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64 occupied) {
+    const int c = colour ? 0 : 8;
+    const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
+    const u64 safe = ~own & ~m_att[1 - colour][wpawn];
+    const u64 enemy_zone = m_zone[1 - colour];
+    const u64 king = pos.pieces(wking + c).value();
+    const bool may_castle = (colour ? pos.castlingrights() & 0xFF : pos.castlingrights() >> 8) != 0;
+    int units = 0, attackers = 0, squares = 0;
+    int *kind_mobility = m_kind_mobility[colour];
+    for (int k = 0; k < 6; ++k)
+        kind_mobility[k] = 0;
+    int locked = 0;
+
+    for (int kind = wknight; kind <= wqueen; ++kind) {
+        u64 union_set = 0;
+        for (u64 b = pos.pieces(kind + c).value(); b; b &= b - 1) {
+            const Square s = BitBoard::first_square(b);
+            u64 a;
+            switch (kind) {
+            case wknight:
+                a = m_attacks.knight(s).value();
+                break;
+            case wbishop:
+                a = m_attacks.bishop(s, occupied).value();
+                break;
+            case wrook:
+                a = m_attacks.rook(s, occupied).value();
+                break;
+            default:
+                a = m_attacks.queen(s, occupied).value();
+                break;
+            }
+            union_set |= a;
+            const int n = popcnt(a & safe);
+            squares += n;
+            switch (kind) {
+            case wknight:
+                kind_mobility[wknight] += knight_table[n];
+                break;
+            case wbishop:
+                kind_mobility[wbishop] += bishop_table[n];
+                break;
+            case wrook: {
+                kind_mobility[wrook] += rook_table[n];
+                const u64 rb = 1ULL << s.id();
+                if (!may_castle && king && popcnt(a & ~own) <= 2) {
+                    const int king_file = lsb(king) & 7;
+                    if ((rb & kingside_rook[colour]) && (king & kingside_king[colour]) &&
+                        king_file < s.file_number())
+                        ++locked;
+                    else if ((rb & queenside_rook[colour]) && (king & queenside_king[colour]) &&
+                             king_file > s.file_number())
+                        ++locked;
+                }
+                break;
+            }
+            default:
+                kind_mobility[wqueen] += queen_table[n];
+                break;
+            }
+            const u64 in_zone = a & enemy_zone;
+            if (in_zone) {
+                ++attackers;
+                units += zone_weight[kind] * popcnt(in_zone);
+            }
+        }
+        m_att[colour][kind] = union_set;
+    }
+    m_att[colour][7] = m_att[colour][wpawn] | m_att[colour][wknight] | m_att[colour][wbishop] |
+                       m_att[colour][wrook] | m_att[colour][wqueen];
+    m_att[colour][0] = m_att[colour][7] | m_att[colour][wking];
+    m_king_units[colour] = units;
+    m_king_attackers[colour] = attackers;
+    m_squares[colour] = squares;
+    m_locked[colour] = locked;
+}
+
+// Squares from which an own queen would check the enemy king, that a queen reaches now, and that no enemy
+// piece guards.
+template <int colour> int Mobility::safe_queen_checks(const ChessPosition &pos, u64 occupied) const {
+    const u64 enemy_king = pos.pieces(colour ? bking : wking).value();
+    const u64 queens_reach = m_att[colour][wqueen];
+    if (!enemy_king || !queens_reach) return 0;
+    const Square k = BitBoard::first_square(enemy_king);
+    const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
+    const u64 checks = m_attacks.queen(k, occupied).value();
+    return popcnt(checks & queens_reach & ~own & ~m_att[1 - colour][0]);
+}
+
+// Knights, bishops, rooks and queens that no own piece guards.
+template <int colour> int Mobility::undefended(const ChessPosition &pos) const {
+    const int c = colour ? 0 : 8;
+    const u64 pieces = pos.pieces(wknight + c).value() | pos.pieces(wbishop + c).value() |
+                       pos.pieces(wrook + c).value() | pos.pieces(wqueen + c).value();
+    return popcnt(pieces & ~m_att[colour][0]);
+}
+
+// Pawn units of the colour's pieces that are attacked and either unguarded or attacked by a cheaper piece.
+template <int colour> int Mobility::hanging(const ChessPosition &pos) const {
+    const int c = colour ? 0 : 8;
+    const u64 *e = m_att[1 - colour];
+    const u64 loose = e[0] & ~m_att[colour][0];
+    const u64 by_minor = e[wpawn];
+    const u64 by_rook = by_minor | e[wknight] | e[wbishop];
+    const u64 by_queen = by_rook | e[wrook];
+    return popcnt(pos.pieces(wpawn + c).value() & loose) +
+           3 * popcnt((pos.pieces(wknight + c).value() | pos.pieces(wbishop + c).value()) &
+                      (loose | by_minor)) +
+           5 * popcnt(pos.pieces(wrook + c).value() & (loose | by_rook)) +
+           9 * popcnt(pos.pieces(wqueen + c).value() & (loose | by_queen));
+}
+
+void Mobility::compute(const ChessPosition &pos, float *var) {
+    const u64 occupied = pos.all_pieces().value();
+    for (int colour = 0; colour < 2; ++colour) {
+        const int c = colour ? 0 : 8;
+        const u64 king = pos.pieces(wking + c).value();
+        const u64 pawns = pos.pieces(wpawn + c).value();
+        m_att[colour][wpawn] = colour ? pawn_attacks<1>(pawns) : pawn_attacks<0>(pawns);
+        m_att[colour][wking] = king ? m_attacks.king(BitBoard::first_square(king)).value() : 0;
+        m_zone[colour] = m_att[colour][wking] | king;
+    }
+    piece_attacks<1>(pos, occupied);
+    piece_attacks<0>(pos, occupied);
+
+    // mobility: all safe squares of knights, bishops, rooks and queens; 1 square ~ 0.4 cp (middle game).
+    var[v_mobility] = static_cast<float>(m_squares[1] - m_squares[0]);
+    var[v_knight_mobility] = static_cast<float>(m_kind_mobility[1][wknight] - m_kind_mobility[0][wknight]);
+    var[v_bishop_mobility] = static_cast<float>(m_kind_mobility[1][wbishop] - m_kind_mobility[0][wbishop]);
+    var[v_rook_mobility] = static_cast<float>(m_kind_mobility[1][wrook] - m_kind_mobility[0][wrook]);
+    var[v_queen_mobility] = static_cast<float>(m_kind_mobility[1][wqueen] - m_kind_mobility[0][wqueen]);
+    // safe_queencheck: 2 units per safe checking square (at most 4 counted); 1 unit ~ 5.6 cp middle game.
+    const int qw = safe_queen_checks<1>(pos, occupied), qb = safe_queen_checks<0>(pos, occupied);
+    var[v_safe_queencheck] = static_cast<float>(2 * ((qw < 4 ? qw : 4) - (qb < 4 ? qb : 4)));
+    // locked_up_rook: -1 per shut-in rook; 1 unit ~ 44 cp middle game.
+    var[v_locked_up_rook] = static_cast<float>(m_locked[0] - m_locked[1]);
+    // undefended_pieces: -1 per unguarded piece; 1 unit ~ 3.9 cp middle game.
+    var[v_undefended_pieces] = static_cast<float>(undefended<0>(pos) - undefended<1>(pos));
+    // own_hanging_material: -0.5 per pawn unit en prise; 1 unit ~ 27 cp middle game, 11 cp end game, so a
+    // threatened knight costs about 40 cp.
+    var[v_own_hanging_material] = 0.5f * static_cast<float>(hanging<0>(pos) - hanging<1>(pos));
+}

@@ -1,0 +1,58 @@
+// Pawn-structure measurements cached by the pawn key: everything here depends on the pawns alone.
+#ifndef DRAVNIK_EVAL_PAWNHASH_H
+#define DRAVNIK_EVAL_PAWNHASH_H
+
+#include <cstdint>
+#include <vector>
+
+#include "board/bitboard.h"
+
+// Per-colour counts of one pawn structure; index 1 white, 0 black.
+struct PawnEntry {
+    enum field_t : int {
+        rookpawns,    // pawns on the a- and h-files
+        doubled,      // pawns with an own pawn in front on the same file
+        isolated,     // pawns without own pawns on the neighbouring files
+        weak,         // backward pawns: no possible pawn support and the stop square held by an enemy pawn
+        islands,      // groups of adjacent files holding own pawns
+        passed_value, // sum of the rank values of the passed pawns (see PawnHashTable::passed_rank_value)
+        light,        // pawns on light squares
+        dark,         // pawns on dark squares
+        fields
+    };
+    std::uint64_t key;
+    BitBoard passed[2];
+    std::int16_t count[2][fields];
+    bool valid;
+};
+
+class PawnHashTable {
+  public:
+    static constexpr int entries = 8192; // direct-mapped, always replace; 512 KiB
+
+    PawnHashTable();
+
+    const PawnEntry &probe(std::uint64_t key, const BitBoard &white_pawns, const BitBoard &black_pawns) {
+        PawnEntry &e = m_table[static_cast<std::size_t>(key & (entries - 1))];
+        if (!e.valid || e.key != key) {
+            ++m_misses;
+            compute(e, white_pawns, black_pawns);
+            e.key = key;
+            e.valid = true;
+        }
+        return e;
+    }
+    void clear();
+    std::uint64_t misses() const { return m_misses; }
+
+    // Value of one passed pawn by its rank counted from its own side (0 = first rank); 1 unit = about
+    // 1.5 cp in the end game through the passed_pawns weight.
+    static constexpr int passed_rank_value[8] = {0, 5, 8, 14, 24, 40, 65, 0};
+    static void compute(PawnEntry &e, const BitBoard &white_pawns, const BitBoard &black_pawns);
+
+  private:
+    std::vector<PawnEntry> m_table;
+    std::uint64_t m_misses;
+};
+
+#endif

@@ -1,0 +1,227 @@
+// The evaluation driver: phase, material, the fixed terms, the report, colour and side symmetry.
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "eval/evaluation.h"
+#include "eval_test_util.h"
+
+using evaltest::tables;
+
+namespace {
+
+struct Evaluated {
+    ChessPosition pos{tables()};
+    Evaluation eval{pos, tables()};
+    int score = 0;
+    explicit Evaluated(const std::string &fen) {
+        pos.fen(fen);
+        eval.init();
+        score = eval.static_eval();
+    }
+    float var(int i) { return eval.variable_vector()[i]; }
+};
+
+// The rounded linear score rebuilt from the variables, without divisor and special endgames.
+float linear(Evaluation &e) {
+    float acc = 0.0f;
+    for (int i = 0; i < Weight::size; ++i)
+        acc += e.variable_vector()[i] * e.weight_mg_vector()[i] * e.mg_factor() +
+               e.variable_vector()[i] * e.weight_eg_vector()[i] * e.eg_factor();
+    return acc;
+}
+
+const char *start_fen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+
+} // namespace
+
+TEST(Evaluation, StartPositionIsTheSideToMoveTermAlone) {
+    Evaluated w(start_fen);
+    EXPECT_EQ(w.eval.mg_factor(), 1.0f);
+    EXPECT_EQ(w.eval.eg_factor(), 0.0f);
+    for (int i = 0; i < v_stm; ++i)
+        EXPECT_EQ(w.var(i), 0.0f) << w.eval.weights().names()[i];
+    EXPECT_EQ(w.score, 14);
+    EXPECT_EQ(w.eval.last_score(), 14.0f);
+    Evaluated b("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
+    EXPECT_EQ(b.score, 14);
+    EXPECT_EQ(b.eval.last_score(), -14.0f);
+}
+
+TEST(Evaluation, PhaseFactorsFollowThePieceMaterialUnclamped) {
+    Evaluated pawns("4k3/pppp4/8/8/8/8/4PPPP/4K3 w - - 0 1");
+    EXPECT_EQ(pawns.eval.mg_factor(), 0.0f);
+    EXPECT_EQ(pawns.eval.eg_factor(), 1.0f);
+    Evaluated promoted("rnbqkbnr/pppppppp/8/8/8/8/QQQQQQQQ/RNBQKBNR w KQkq - 0 1");
+    EXPECT_FLOAT_EQ(promoted.eval.mg_factor(), 13400.0f / 6200.0f);
+    EXPECT_LT(promoted.eval.eg_factor(), 0.0f);
+}
+
+TEST(Evaluation, MaterialVariableAndCache) {
+    EXPECT_EQ(Evaluated("3rk3/8/8/8/8/8/8/3QK3 w - - 0 1").var(v_material), 450.0f);
+    EXPECT_EQ(Evaluated("3bk3/8/8/8/8/8/8/3RK3 w - - 0 1").var(v_material), 27.0f);
+
+    Material table;
+    ChessPosition start(tables());
+    start.newgame();
+    EXPECT_TRUE(table.cached(start.materialindex())); // pre-filled
+    // Two indexes sharing a slot: the later lookup evicts the earlier one.
+    const MaterialIndex a(0x0000000300000000ULL);
+    std::uint64_t other = a.index() + 1;
+    while (Material::slot(other) != Material::slot(a.index()))
+        ++other;
+    const MaterialIndex b(other);
+    EXPECT_EQ(table.get_eval(a), a.value());
+    EXPECT_TRUE(table.cached(a));
+    EXPECT_EQ(table.get_eval(b), b.value());
+    EXPECT_TRUE(table.cached(b));
+    EXPECT_FALSE(table.cached(a));
+}
+
+TEST(Evaluation, OppositeColouredBishopsHalveTheLinearScore) {
+    // White bishop d3 (light), black bishop d6 (dark); white a pawn up.
+    Evaluated opposite("4k3/pp3ppp/3b4/8/8/3B4/PPP2PPP/4K3 w - - 0 1");
+    EXPECT_EQ(opposite.var(v_opposite_colored_bishops), 1.0f);
+    EXPECT_EQ(opposite.eval.last_score(), std::roundf(linear(opposite.eval) / 2.0f));
+    EXPECT_GT(opposite.eval.last_score(), 50.0f);
+    Evaluated same("4k3/pp3ppp/2b5/8/8/3B4/PPP2PPP/4K3 w - - 0 1");
+    EXPECT_EQ(same.var(v_opposite_colored_bishops), 0.0f);
+    EXPECT_EQ(same.eval.last_score(), std::roundf(linear(same.eval)));
+    // Two bishops of one side are not opposite-coloured bishops.
+    EXPECT_EQ(Evaluated("4k3/8/8/8/8/3B4/4B3/4K3 w - - 0 1").var(v_opposite_colored_bishops), 0.0f);
+}
+
+TEST(Evaluation, SpecialEndgameReplacesTheScoreAndTakesTheSideToMoveSign) {
+    // |rounded linear score| + 1000 for the king on the edge - 10 per step between the kings.
+    Evaluated w("4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
+    const int krk_w = static_cast<int>(std::fabs(std::roundf(linear(w.eval)))) + 1000 - 70;
+    EXPECT_EQ(w.score, krk_w);
+    EXPECT_EQ(w.eval.last_score(), static_cast<float>(krk_w));
+    Evaluated b("4k3/8/8/8/8/8/8/R3K3 b - - 0 1");
+    const int krk_b = static_cast<int>(std::fabs(std::roundf(linear(b.eval)))) + 1000 - 70;
+    EXPECT_EQ(b.score, -krk_b);
+    // Black with the rook: the value is negated for white.
+    Evaluated black_rook("r3k3/8/8/8/8/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(black_rook.score, krk_w);
+    EXPECT_EQ(black_rook.eval.last_score(), static_cast<float>(-krk_w));
+}
+
+TEST(Evaluation, ReportLayoutAndStatistics) {
+    Evaluated e(start_fen);
+    const std::string r = e.eval.report();
+    std::istringstream in(r);
+    std::string line;
+    std::vector<std::string> lines;
+    while (std::getline(in, line))
+        lines.push_back(line);
+    ASSERT_EQ(lines.size(), 49u);
+    EXPECT_EQ(lines[0].substr(0, 30), "material                      ");
+    EXPECT_EQ(lines[46], "stm                           " + std::string(18, ' ') + "14     " +
+                             std::string(18, ' ') + "14");
+    EXPECT_EQ(lines[47], "");
+    EXPECT_EQ(lines[48], "Total score: 14     (white's point of view)");
+    EXPECT_EQ(e.eval.stats(), "Evaluation::stats)  missed pht reads: 1   total evals: 1");
+    e.eval.static_eval();
+    EXPECT_EQ(e.eval.stats(), "Evaluation::stats)  missed pht reads: 1   total evals: 2");
+}
+
+TEST(Evaluation, LogFileIsWrittenOnlyWhenSwitchedOn) {
+    std::remove("eval_log.log");
+    Evaluated e(start_fen);
+    e.eval.set_log(true);
+    e.eval.static_eval();
+    e.eval.set_log(false);
+    e.eval.static_eval();
+    std::ifstream in("eval_log.log");
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_NE(text.find("rnbqkbnr/pppppppp"), std::string::npos);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+    std::remove("eval_log.log");
+}
+
+// Each term must point the right way: white's advantage is positive.
+TEST(Evaluation, TermsFavourTheRightSide) {
+    struct Case {
+        const char *fen;
+        int var;
+    };
+    const Case better_for_white[] = {
+        {"4k3/8/8/3P4/8/8/8/4K3 w - - 0 1", v_passed_pawns},
+        {"4k3/pp6/p7/8/8/8/PP6/4K3 w - - 0 1", v_doubled_pawns},
+        {"4k3/p1p1p3/8/8/8/8/PPP5/4K3 w - - 0 1", v_isolated_pawns},
+        {"4k3/p1p1p3/8/8/8/8/PPP5/4K3 w - - 0 1", v_pawn_islands},
+        {"r3k2r/pppppppp/8/8/8/8/PPPPPPPP/R3K2R w KQ - 0 1", v_castling_rights},
+        {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 1", v_mobility},
+        {"rnbqkbnr/pppppppp/8/8/8/2N2N2/PPPPPPPP/R1BQKB1R w KQkq - 0 1", v_development},
+        {"rnbqkbnr/pppppppp/8/8/8/2N2N2/PPPPPPPP/R1BQKB1R w KQkq - 0 1", v_knight_mobility},
+        {"6k1/5ppp/8/8/8/8/5PPP/6K1 w - - 0 1", v_stm},
+        {"6k1/5p1p/8/8/8/8/5PPP/6K1 w - - 0 1", v_pawn_shield},
+        {"6k1/5p1p/8/8/8/8/5PPP/6K1 w - - 0 1", v_open_files_on_king},
+        {"6k1/5ppp/8/6N1/8/8/5PPP/6K1 w - - 0 1", v_knight_battlefield_contact},
+        {"6k1/5ppp/8/8/r7/8/5PPP/5RK1 w - - 0 1", v_undefended_pieces},
+        {"6k1/5ppp/8/8/3n4/2B5/5PPP/6K1 w - - 0 1", v_own_hanging_material},
+        {"6kr/5ppp/8/8/8/8/5PPP/6K1 w - - 0 1", v_locked_up_rook},
+        {"6k1/5ppp/5P2/8/8/8/6PP/6K1 w - - 0 1", v_pawn_storm},
+        {"4k3/3b4/8/8/Q7/8/8/4K3 w - - 0 1", v_pinned_pieces},
+        {"6k1/5p1p/6pB/8/8/8/5PPP/6K1 w - - 0 1", v_bishop_battlefield_attack},
+        {"3k4/8/8/8/8/3p4/8/3K4 w - - 0 1", v_passed_pawns},
+    };
+    for (const Case &c : better_for_white) {
+        Evaluated e(c.fen);
+        // The last case is black's passed pawn: it must count against white.
+        if (std::string(c.fen) == "3k4/8/8/8/8/3p4/8/3K4 w - - 0 1")
+            EXPECT_LT(e.var(c.var), 0.0f) << c.fen;
+        else
+            EXPECT_GT(e.var(c.var), 0.0f) << e.eval.weights().names()[c.var] << " in " << c.fen;
+    }
+}
+
+TEST(Evaluation, PassedPawnSetsOfTheLastEvaluation) {
+    Evaluated e("4k3/p7/8/1p1P4/8/8/PP5P/4K3 w - - 0 1");
+    // a2 is held by a7 and b5 (its neighbour file), b2 by b5; d5 and h2 run free.
+    EXPECT_EQ(e.eval.white_passed_pawns(), BitBoard({Square("d5"), Square("h2")}));
+    EXPECT_EQ(e.eval.black_passed_pawns(), BitBoard());
+    Evaluated d("4k3/8/8/8/8/3P4/3P4/4K3 w - - 0 1"); // of doubled pawns only the front one is passed
+    EXPECT_EQ(d.eval.white_passed_pawns(), BitBoard({Square("d3")}));
+}
+
+// A position and its colour mirror get the same score for the side to move; a left-right mirror keeps it
+// when no castling rights remain. Checked over the perft suite and random continuations of it.
+TEST(Evaluation, ColourAndSideMirrorsScoreAlike) {
+    std::mt19937 rng(2024);
+    int compared = 0, flop_compared = 0, endings = 0;
+    for (const std::string &fen : evaltest::perft_fens()) {
+        for (int walk = 0; walk < 40; ++walk) {
+            ChessPosition pos(tables());
+            pos.fen(fen);
+            evaltest::random_walk(pos, static_cast<int>(rng() % 60), rng);
+            if (!pos.setup_error().empty()) continue;
+            ChessPosition mirror(tables());
+            mirror.fen(pos.fen());
+            Evaluation e(pos, tables());
+            Evaluation m(mirror, tables());
+            const int score = e.static_eval();
+            mirror.flip();
+            m.init();
+            // The opposite-coloured-bishops term is +1 whoever profits, so it alone is not colour-symmetric.
+            if (e.variable_vector()[v_opposite_colored_bishops] == 0.0f) {
+                ASSERT_EQ(score, m.static_eval()) << pos.fen() << " vs " << mirror.fen();
+                ++compared;
+            }
+            if (pos.castlingrights() == 0) {
+                mirror.flip();
+                mirror.flop();
+                m.init();
+                ASSERT_EQ(score, m.static_eval()) << pos.fen() << " vs " << mirror.fen();
+                ++flop_compared;
+            }
+            if (pos.nobelmen() <= 1400) ++endings;
+        }
+    }
+    EXPECT_GT(compared, 1000);
+    EXPECT_GT(flop_compared, 300);
+    EXPECT_GT(endings, 50); // the walks reach endings too
+}

@@ -1,0 +1,124 @@
+// Generates src/eval/material_prefill.cpp: the material configurations met most often in games, found by
+// playing many semi-random legal games (captures that win material are preferred, so pieces are traded
+// roughly as in real play) from the start position and from the positions of tests/data/perft.txt.
+//
+//   material_prefill [perft.txt] [games] > src/eval/material_prefill.cpp
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "board/chessposition.h"
+#include "eval/material.h"
+#include "movegen/movegenerator.h"
+
+namespace {
+
+const int kind_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
+
+// Material won by the move minus the mover when the opponent can take it back on the destination, plus
+// noise; one move in four is uniformly random.
+Move choose(const ChessPosition &pos, const MoveList &list, std::mt19937_64 &rng) {
+    if (rng() % 4 == 0) return list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))];
+    Move best;
+    int best_score = -1000000;
+    for (const Move &m : list) {
+        int gain = kind_value[m.capture_id() & 7];
+        if (m.is_promotion()) gain += kind_value[7 - m.code()] - 100;
+        const BitBoard occupied = pos.all_pieces() ^ Square(m.from_id()).bitboard();
+        const BitBoard to = Square(m.to_id()).bitboard();
+        const bool recapture = pos.white_to_move() ? static_cast<bool>(pos.attackers<0>(to, occupied))
+                                                   : static_cast<bool>(pos.attackers<1>(to, occupied));
+        if (recapture && m.code() != castling) gain -= kind_value[m.piece_id() & 7];
+        const int score = gain + static_cast<int>(rng() % 120);
+        if (score > best_score) {
+            best_score = score;
+            best = m;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const std::string perft_path = argc > 1 ? argv[1] : "tests/data/perft.txt";
+    const int games = argc > 2 ? std::atoi(argv[2]) : 40000;
+    std::vector<std::string> starts = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"};
+    std::ifstream in(perft_path);
+    for (std::string line; std::getline(in, line);) {
+        const std::string fen = line.substr(0, line.find(';'));
+        if (fen.find('/') != std::string::npos) starts.push_back(fen);
+    }
+
+    const BoardTables tables;
+    MoveGenerator gen(tables);
+    std::mt19937_64 rng(0x5eed2024);
+    std::unordered_map<std::uint64_t, std::uint64_t> count;
+    std::uint64_t positions = 0;
+    for (int g = 0; g < games; ++g) {
+        ChessPosition pos(tables);
+        // Half of the games from the start position, the rest spread over the perft positions.
+        pos.fen(g % 2 == 0 ? starts[0] : starts[1 + (g / 2) % (starts.size() - 1)]);
+        // A configuration counts once per game that reaches it, so that long aimless endings (which a
+        // real game would have decided or agreed drawn) do not crowd out the common middle games.
+        std::vector<std::uint64_t> seen;
+        for (int ply = 0; ply < 300; ++ply) {
+            const std::uint64_t index = pos.materialindex().index();
+            if (seen.empty() || seen.back() != index) {
+                if (std::find(seen.begin(), seen.end(), index) == seen.end()) ++count[index];
+                seen.push_back(index);
+            }
+            ++positions;
+            if (pos.draw_by_fifty_move_rule() || pos.materialindex().index() == 0) break;
+            MoveList list;
+            gen.generate_moves(pos, list);
+            if (list.size() == 0) break;
+            pos.make_move(choose(pos, list, rng));
+        }
+    }
+
+    // The three leading entries are fixed; the most frequent other configurations follow.
+    const std::uint64_t fixed[3] = {0x212600002215ULL, 0x11000001001ULL, 0x1212800012127ULL};
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranked(count.begin(), count.end());
+    std::sort(ranked.begin(), ranked.end(), [](const auto &a, const auto &b) {
+        return a.second != b.second ? a.second > b.second : a.first < b.first;
+    });
+    std::vector<std::uint64_t> table(fixed, fixed + 3);
+    std::uint64_t covered = 0;
+    for (const auto &r : ranked) {
+        if (static_cast<int>(table.size()) == material_prefill_size) break;
+        if (std::find(fixed, fixed + 3, r.first) != fixed + 3) continue;
+        table.push_back(r.first);
+        covered += r.second;
+    }
+    std::uint64_t sightings = 0;
+    for (const auto &r : ranked)
+        sightings += r.second;
+    std::fprintf(stderr,
+                 "%d games, %llu positions, %zu material configurations, the table holds %.2f%% of the "
+                 "configurations seen per game\n",
+                 games, static_cast<unsigned long long>(positions), ranked.size(),
+                 100.0 * covered / sightings);
+
+    std::printf(
+        "// Generated by tools/material_prefill (%d semi-random games): the material configurations met\n"
+        "// most often, with their MaterialIndex::value().\n"
+        "#include \"eval/material.h\"\n\n"
+        "namespace {\n"
+        "constexpr std::uint64_t v(int score) { return "
+        "static_cast<std::uint64_t>(static_cast<std::int64_t>(score)); }\n"
+        "} // namespace\n\n"
+        "const std::uint64_t material_prefill[material_prefill_size][2] = {\n",
+        games);
+    for (std::uint64_t key : table)
+        std::printf("    {0x%llxULL, v(%d)},\n", static_cast<unsigned long long>(key),
+                    MaterialIndex(key).value());
+    std::printf("};\n");
+    return 0;
+}
