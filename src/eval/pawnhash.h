@@ -28,12 +28,14 @@ struct PawnEntry {
 
 class PawnHashTable {
   public:
-    static constexpr int entries = 8192; // direct-mapped, always replace; 512 KiB
+    static constexpr int entries = 8192; // 2^13, direct-mapped, always replace; 512 KiB
 
     PawnHashTable();
 
     const PawnEntry &probe(std::uint64_t key, const BitBoard &white_pawns, const BitBoard &black_pawns) {
-        PawnEntry &e = m_table[static_cast<std::size_t>(key & (entries - 1))];
+        // The pawn keys are sparse (few bits set), so the slot comes from the top bits of a multiplicative
+        // hash rather than from the low bits.
+        PawnEntry &e = m_table[static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ULL) >> 51)];
         if (!e.valid || e.key != key) {
             ++m_misses;
             compute(e, white_pawns, black_pawns);

@@ -193,16 +193,15 @@ TEST(Evaluation, PassedPawnSetsOfTheLastEvaluation) {
 TEST(Evaluation, ColourAndSideMirrorsScoreAlike) {
     std::mt19937 rng(2024);
     int compared = 0, flop_compared = 0, endings = 0;
+    ChessPosition pos(tables()), mirror(tables());
+    Evaluation e(pos, tables()), m(mirror, tables()); // caches shared across positions, as in a search
     for (const std::string &fen : evaltest::perft_fens()) {
         for (int walk = 0; walk < 40; ++walk) {
-            ChessPosition pos(tables());
             pos.fen(fen);
             evaltest::random_walk(pos, static_cast<int>(rng() % 60), rng);
             if (!pos.setup_error().empty()) continue;
-            ChessPosition mirror(tables());
             mirror.fen(pos.fen());
-            Evaluation e(pos, tables());
-            Evaluation m(mirror, tables());
+            e.init();
             const int score = e.static_eval();
             mirror.flip();
             m.init();
