@@ -9,7 +9,8 @@ namespace {
 struct SquareBits {
     BitBoard v[65];
     constexpr SquareBits() : v{} {
-        for (int i = 0; i < 64; ++i) v[i] = BitBoard(1ULL << i);
+        for (int i = 0; i < 64; ++i)
+            v[i] = BitBoard(1ULL << i);
     }
 };
 constexpr SquareBits square_bits;
@@ -18,9 +19,11 @@ constexpr SquareBits square_bits;
 const detail::Popcount16Table BitBoard::m_popcnt16{};
 const detail::FirstSquareTable BitBoard::m_first_square_id{};
 const BitBoard Square::bb[65] = {
-#define R8(r) square_bits.v[r], square_bits.v[r + 1], square_bits.v[r + 2], square_bits.v[r + 3], \
-              square_bits.v[r + 4], square_bits.v[r + 5], square_bits.v[r + 6], square_bits.v[r + 7]
-    R8(0), R8(8), R8(16), R8(24), R8(32), R8(40), R8(48), R8(56), BitBoard()
+#define R8(r)                                                                                                \
+    square_bits.v[r], square_bits.v[r + 1], square_bits.v[r + 2], square_bits.v[r + 3],                      \
+        square_bits.v[r + 4], square_bits.v[r + 5], square_bits.v[r + 6], square_bits.v[r + 7]
+    R8(0),  R8(8),  R8(16), R8(24),    R8(32),
+    R8(40), R8(48), R8(56), BitBoard()
 #undef R8
 };
 
@@ -64,7 +67,8 @@ void BitBoard::flop() {
 
 std::vector<Square> BitBoard::get_squares() const {
     std::vector<Square> out;
-    for (std::uint64_t b = m_bits; b;) out.push_back(get_reset_square(b));
+    for (std::uint64_t b = m_bits; b;)
+        out.push_back(get_reset_square(b));
     return out;
 }
 
@@ -74,7 +78,8 @@ std::string BitBoard::dump() const {
     std::ostringstream os;
     os << std::hex << std::setfill('0') << std::setw(16) << m_bits << "\n";
     for (int r = 7; r >= 0; --r) {
-        for (int f = 0; f < 8; ++f) os << (((m_bits >> (8 * r + f)) & 1) ? '1' : '0');
+        for (int f = 0; f < 8; ++f)
+            os << (((m_bits >> (8 * r + f)) & 1) ? '1' : '0');
         os << "\n";
     }
     return os.str();

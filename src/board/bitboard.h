@@ -14,7 +14,8 @@ constexpr std::uint64_t debruijn_k = 0x0DB8F3FB14C8C21DULL;
 struct FirstSquareTable {
     unsigned char v[128];
     constexpr FirstSquareTable() : v{} {
-        for (int i = 0; i < 64; ++i) v[((debruijn_k << i) & ~0ULL) >> 57] = static_cast<unsigned char>(i);
+        for (int i = 0; i < 64; ++i)
+            v[((debruijn_k << i) & ~0ULL) >> 57] = static_cast<unsigned char>(i);
         v[0] = 64; // the empty set scans to "no square"
     }
 };
@@ -57,12 +58,32 @@ class Square {
     constexpr bool operator>(const Square &o) const { return m_id > o.m_id; }
     constexpr bool operator<=(const Square &o) const { return m_id <= o.m_id; }
     constexpr bool operator>=(const Square &o) const { return m_id >= o.m_id; }
-    Square &operator+=(int d) { m_id += d; return *this; }
-    Square &operator-=(int d) { m_id -= d; return *this; }
-    Square &operator++() { ++m_id; return *this; }
-    Square &operator--() { --m_id; return *this; }
-    Square operator++(int) { Square s = *this; ++m_id; return s; }
-    Square operator--(int) { Square s = *this; --m_id; return s; }
+    Square &operator+=(int d) {
+        m_id += d;
+        return *this;
+    }
+    Square &operator-=(int d) {
+        m_id -= d;
+        return *this;
+    }
+    Square &operator++() {
+        ++m_id;
+        return *this;
+    }
+    Square &operator--() {
+        --m_id;
+        return *this;
+    }
+    Square operator++(int) {
+        Square s = *this;
+        ++m_id;
+        return s;
+    }
+    Square operator--(int) {
+        Square s = *this;
+        --m_id;
+        return s;
+    }
 
     static const BitBoard bb[65];
 
@@ -93,14 +114,38 @@ class BitBoard {
     void flip();
     void flop();
 
-    BitBoard &operator&=(const BitBoard &o) { m_bits &= o.m_bits; return *this; }
-    BitBoard &operator|=(const BitBoard &o) { m_bits |= o.m_bits; return *this; }
-    BitBoard &operator^=(const BitBoard &o) { m_bits ^= o.m_bits; return *this; }
-    BitBoard &operator&=(std::uint64_t v) { m_bits &= v; return *this; }
-    BitBoard &operator|=(std::uint64_t v) { m_bits |= v; return *this; }
-    BitBoard &operator^=(std::uint64_t v) { m_bits ^= v; return *this; }
-    BitBoard &operator<<=(int n) { m_bits <<= n; return *this; }
-    BitBoard &operator>>=(int n) { m_bits >>= n; return *this; }
+    BitBoard &operator&=(const BitBoard &o) {
+        m_bits &= o.m_bits;
+        return *this;
+    }
+    BitBoard &operator|=(const BitBoard &o) {
+        m_bits |= o.m_bits;
+        return *this;
+    }
+    BitBoard &operator^=(const BitBoard &o) {
+        m_bits ^= o.m_bits;
+        return *this;
+    }
+    BitBoard &operator&=(std::uint64_t v) {
+        m_bits &= v;
+        return *this;
+    }
+    BitBoard &operator|=(std::uint64_t v) {
+        m_bits |= v;
+        return *this;
+    }
+    BitBoard &operator^=(std::uint64_t v) {
+        m_bits ^= v;
+        return *this;
+    }
+    BitBoard &operator<<=(int n) {
+        m_bits <<= n;
+        return *this;
+    }
+    BitBoard &operator>>=(int n) {
+        m_bits >>= n;
+        return *this;
+    }
     constexpr BitBoard operator~() const { return BitBoard(~m_bits); }
     constexpr bool operator==(const BitBoard &o) const { return m_bits == o.m_bits; }
     constexpr bool operator!=(const BitBoard &o) const { return m_bits != o.m_bits; }
@@ -110,15 +155,17 @@ class BitBoard {
 
     // Table-driven so that no population-count or bit-scan instruction is assumed (32-bit ARM).
     static int popcount(std::uint64_t b) {
-        return m_popcnt16.v[b & 0xffff] + m_popcnt16.v[(b >> 16) & 0xffff] + m_popcnt16.v[(b >> 32) & 0xffff] +
-               m_popcnt16.v[b >> 48];
+        return m_popcnt16.v[b & 0xffff] + m_popcnt16.v[(b >> 16) & 0xffff] +
+               m_popcnt16.v[(b >> 32) & 0xffff] + m_popcnt16.v[b >> 48];
     }
     int popcount() const { return popcount(m_bits); }
     static Square first_square(std::uint64_t b) {
         return Square(m_first_square_id.v[((b & (0 - b)) * detail::debruijn_k) >> 57]);
     }
     Square get_first_square() const { return first_square(m_bits); }
-    Square get_unique_square() const { return Square(m_first_square_id.v[(m_bits * detail::debruijn_k) >> 57]); }
+    Square get_unique_square() const {
+        return Square(m_first_square_id.v[(m_bits * detail::debruijn_k) >> 57]);
+    }
     BitBoard get_reset_square() {
         std::uint64_t low = m_bits & (0 - m_bits);
         m_bits &= m_bits - 1;

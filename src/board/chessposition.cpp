@@ -13,23 +13,37 @@ constexpr int promoted_kind(move_t code) { return 7 - static_cast<int>(code); } 
 
 int piece_from_letter(char c) {
     switch (c) {
-    case 'P': return wpawn;
-    case 'N': return wknight;
-    case 'B': return wbishop;
-    case 'R': return wrook;
-    case 'Q': return wqueen;
-    case 'K': return wking;
-    case 'p': return bpawn;
-    case 'n': return bknight;
-    case 'b': return bbishop;
-    case 'r': return brook;
-    case 'q': return bqueen;
-    case 'k': return bking;
-    default: return 0;
+    case 'P':
+        return wpawn;
+    case 'N':
+        return wknight;
+    case 'B':
+        return wbishop;
+    case 'R':
+        return wrook;
+    case 'Q':
+        return wqueen;
+    case 'K':
+        return wking;
+    case 'p':
+        return bpawn;
+    case 'n':
+        return bknight;
+    case 'b':
+        return bbishop;
+    case 'r':
+        return brook;
+    case 'q':
+        return bqueen;
+    case 'k':
+        return bking;
+    default:
+        return 0;
     }
 }
 
-const char piece_letters[16] = {'.', 'P', 'N', 'B', 'R', 'Q', 'K', '?', '?', 'p', 'n', 'b', 'r', 'q', 'k', '?'};
+const char piece_letters[16] = {'.', 'P', 'N', 'B', 'R', 'Q', 'K', '?',
+                                '?', 'p', 'n', 'b', 'r', 'q', 'k', '?'};
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------------
@@ -38,12 +52,14 @@ const char piece_letters[16] = {'.', 'P', 'N', 'B', 'R', 'Q', 'K', '?', '?', 'p'
 BoardPosition::BoardPosition() { clear(); }
 
 void BoardPosition::clear() {
-    for (auto &b : m_pieces) b.clear();
+    for (auto &b : m_pieces)
+        b.clear();
     m_white.clear();
     m_black.clear();
     m_all.clear();
     m_stm = 1;
-    for (int &p : m_board) p = 0;
+    for (int &p : m_board)
+        p = 0;
 }
 
 void BoardPosition::set_piece_on(const Square &s, int piece) {
@@ -170,7 +186,8 @@ bool BoardPosition::consistent() const {
     }
     if (m_pieces[0] || white != m_white || black != m_black || (white | black) != m_all) return false;
     for (int s = 0; s < 64; ++s)
-        if (m_board[s] < 0 || m_board[s] > 15 || ((m_board[s] != 0) != static_cast<bool>(m_all & Square::bb[s])))
+        if (m_board[s] < 0 || m_board[s] > 15 ||
+            ((m_board[s] != 0) != static_cast<bool>(m_all & Square::bb[s])))
             return false;
     return true;
 }
@@ -182,10 +199,10 @@ bool BoardPosition::operator==(const BoardPosition &o) const {
 }
 
 std::string BoardPosition::dump() const {
-    static const char *names[16] = {nullptr,       "white pawn:",   "white knight:", "white bishop:",
-                                    "white rook:",  "white queen:",  "white king:",   nullptr,
-                                    nullptr,       "black pawn:",   "black knight:", "black bishop:",
-                                    "black rook:",  "black queen:",  "black king:",   nullptr};
+    static const char *names[16] = {nullptr,       "white pawn:",  "white knight:", "white bishop:",
+                                    "white rook:", "white queen:", "white king:",   nullptr,
+                                    nullptr,       "black pawn:",  "black knight:", "black bishop:",
+                                    "black rook:", "black queen:", "black king:",   nullptr};
     std::ostringstream os;
     for (int p = 1; p < 15; ++p)
         if (names[p]) os << names[p] << "\n" << m_pieces[p].dump();
@@ -198,11 +215,13 @@ void BoardPosition::fen(const std::string &board, const std::string &side) {
     int rank = 7, file = 0;
     for (char ch : board) {
         if (ch == '/') {
-            if (--rank < 0) throw std::logic_error("ChessPosition::fen(" + board + ") \nmore than eight ranks");
+            if (--rank < 0)
+                throw std::logic_error("ChessPosition::fen(" + board + ") \nmore than eight ranks");
             file = 0;
         } else if (ch >= '1' && ch <= '8') {
             file += ch - '0';
-            if (file > 8) throw std::logic_error("ChessPosition::fen(" + board + ") \nrank longer than eight squares");
+            if (file > 8)
+                throw std::logic_error("ChessPosition::fen(" + board + ") \nrank longer than eight squares");
         } else {
             const int p = piece_from_letter(ch);
             if (!p) {
@@ -210,7 +229,8 @@ void BoardPosition::fen(const std::string &board, const std::string &side) {
                 std::snprintf(hex, sizeof hex, "%x", static_cast<unsigned>(static_cast<unsigned char>(ch)));
                 throw std::logic_error("ChessPosition::fen(" + board + ") \nunkown piece 0x" + hex);
             }
-            if (file > 7) throw std::logic_error("ChessPosition::fen(" + board + ") \nrank longer than eight squares");
+            if (file > 7)
+                throw std::logic_error("ChessPosition::fen(" + board + ") \nrank longer than eight squares");
             set_piece_on(Square(8 * rank + file), p);
             ++file;
         }
@@ -222,7 +242,8 @@ void BoardPosition::fen(const std::string &board, const std::string &side) {
 // ChessPosition
 
 ChessPosition::ChessPosition(const BoardTables &tables)
-    : m_tables(&tables), m_moveno(1), m_id(++cp_id), m_chess960(false), m_hasher(tables), m_make_move_counter(0) {
+    : m_tables(&tables), m_moveno(1), m_id(++cp_id), m_chess960(false), m_hasher(tables),
+      m_make_move_counter(0) {
     m_history.reserve(1024);
     m_keys.reserve(2048);
     clear();
@@ -276,7 +297,8 @@ void ChessPosition::newgame960(int n) {
         throw std::logic_error("ChessPosition::newgame960");
     };
     place_on_free((n % 60) / 10, 'Q');
-    static const int pairs[10][2] = {{0, 1}, {0, 2}, {0, 3}, {0, 4}, {1, 2}, {1, 3}, {1, 4}, {2, 3}, {2, 4}, {3, 4}};
+    static const int pairs[10][2] = {{0, 1}, {0, 2}, {0, 3}, {0, 4}, {1, 2},
+                                     {1, 3}, {1, 4}, {2, 3}, {2, 4}, {3, 4}};
     const int *pair = pairs[n % 10];
     place_on_free(pair[1], 'N'); // the higher one first so the lower index still counts the same squares
     place_on_free(pair[0], 'N');
@@ -284,7 +306,8 @@ void ChessPosition::newgame960(int n) {
     place_on_free(0, 'K');
     place_on_free(0, 'R');
     std::string white(rank, 8), black = white, castle;
-    for (char &c : black) c = static_cast<char>(c - 'A' + 'a');
+    for (char &c : black)
+        c = static_cast<char>(c - 'A' + 'a');
     for (int f = 0; f < 8; ++f)
         if (rank[f] == 'R') castle += static_cast<char>('A' + f);
     for (int f = 0; f < 8; ++f)
@@ -295,7 +318,8 @@ void ChessPosition::newgame960(int n) {
 void ChessPosition::fen(const std::string &text) {
     std::istringstream in(text);
     std::string field[6];
-    for (auto &f : field) in >> f;
+    for (auto &f : field)
+        in >> f;
     if (field[1].empty()) field[1] = "w";
     if (field[2].empty()) field[2] = "-";
     if (field[3].empty()) field[3] = "-";
@@ -312,12 +336,18 @@ void ChessPosition::fen(const std::string &text) {
         return 1 << fallback;
     };
     for (char c : field[2]) {
-        if (c >= 'A' && c <= 'H') rights |= 1 << (c - 'A');
-        else if (c >= 'a' && c <= 'h') rights |= 1 << (8 + c - 'a');
-        else if (c == 'K') rights |= scan(wrook, {7, 6, 5, 4, 3, 2}, 1);
-        else if (c == 'Q') rights |= scan(wrook, {0, 1, 2, 3, 4, 5}, 6);
-        else if (c == 'k') rights |= scan(brook, {63, 62, 61, 60, 59, 58}, 1) << 8;
-        else if (c == 'q') rights |= scan(brook, {56, 57, 58, 59, 60, 61}, 6) << 8;
+        if (c >= 'A' && c <= 'H')
+            rights |= 1 << (c - 'A');
+        else if (c >= 'a' && c <= 'h')
+            rights |= 1 << (8 + c - 'a');
+        else if (c == 'K')
+            rights |= scan(wrook, {7, 6, 5, 4, 3, 2}, 1);
+        else if (c == 'Q')
+            rights |= scan(wrook, {0, 1, 2, 3, 4, 5}, 6);
+        else if (c == 'k')
+            rights |= scan(brook, {63, 62, 61, 60, 59, 58}, 1) << 8;
+        else if (c == 'q')
+            rights |= scan(brook, {56, 57, 58, 59, 60, 61}, 6) << 8;
     }
 
     Square ep;
@@ -400,7 +430,8 @@ std::string ChessPosition::fen() const {
 std::string ChessPosition::epd() const {
     const std::string full = fen();
     std::size_t pos = full.size();
-    for (int i = 0; i < 2; ++i) pos = full.rfind(' ', pos - 1);
+    for (int i = 0; i < 2; ++i)
+        pos = full.rfind(' ', pos - 1);
     return full.substr(0, pos);
 }
 
@@ -416,10 +447,14 @@ Move ChessPosition::convert_to_move(const std::string &text) const {
     std::string t = text.substr(0, 4);
     // Standard castling texts become king-takes-own-rook when the board allows it.
     auto is = [this](const char *sq, int piece) { return m_board[Square(std::string(sq)).id()] == piece; };
-    if (t == "e1g1" && is("e1", wking) && is("g1", 0) && is("h1", wrook)) t = "e1h1";
-    else if (t == "e1c1" && is("e1", wking) && is("c1", 0) && is("a1", wrook)) t = "e1a1";
-    else if (t == "e8g8" && is("e8", bking) && is("g8", 0) && is("h8", brook)) t = "e8h8";
-    else if (t == "e8c8" && is("e8", bking) && is("c8", 0) && is("a8", brook)) t = "e8a8";
+    if (t == "e1g1" && is("e1", wking) && is("g1", 0) && is("h1", wrook))
+        t = "e1h1";
+    else if (t == "e1c1" && is("e1", wking) && is("c1", 0) && is("a1", wrook))
+        t = "e1a1";
+    else if (t == "e8g8" && is("e8", bking) && is("g8", 0) && is("h8", brook))
+        t = "e8h8";
+    else if (t == "e8c8" && is("e8", bking) && is("c8", 0) && is("a8", brook))
+        t = "e8a8";
     const Square from(t.substr(0, 2)), to(t.substr(2, 2));
     const int p = m_board[from.id()], c = m_board[to.id()];
     // Moves are trusted, but one that does not even move a piece of the side to move would corrupt the board.
@@ -434,7 +469,10 @@ Move ChessPosition::convert_to_move(const std::string &text) const {
         code = en_passant;
     } else if ((p & 7) == 1 && (to.rank_number() == 7 || to.rank_number() == 0)) {
         const char promo = text.size() == 5 ? text[4] : 'q';
-        code = promo == 'r' ? promo_rook : promo == 'b' ? promo_bishop : promo == 'n' ? promo_knight : promo_queen;
+        code = promo == 'r'   ? promo_rook
+               : promo == 'b' ? promo_bishop
+               : promo == 'n' ? promo_knight
+                              : promo_queen;
     }
     return convert_to_move(from, to, code);
 }
@@ -462,8 +500,10 @@ void ChessPosition::make_move(const Move &m) {
         if (p == wking) rights &= 0xFF00;
         if (p == bking) rights &= 0x00FF;
         for (int s : {from, to}) {
-            if (s < 8) rights &= ~(1u << s);
-            else if (s >= 56) rights &= ~(1u << (s - 48));
+            if (s < 8)
+                rights &= ~(1u << s);
+            else if (s >= 56)
+                rights &= ~(1u << (s - 48));
         }
     }
     e.castling = rights;
@@ -514,8 +554,10 @@ void ChessPosition::find_pinned_pieces() {
             const BitBoard between = cn.line_segment(k, from) & m_all;
             if (between.popcount() != 1) continue;
             // A lone blocker of the king's own colour is pinned; one of the slider's colour discovers.
-            if (between & (own ? m_black : m_white)) pinned |= between;
-            else discovering |= between;
+            if (between & (own ? m_black : m_white))
+                pinned |= between;
+            else
+                discovering |= between;
         }
     }
     m_history.back().pinned = pinned;
@@ -525,6 +567,16 @@ void ChessPosition::find_pinned_pieces() {
 bool ChessPosition::look_for_check() const {
     if (m_stm) return m_pieces[wking] && static_cast<bool>(black_attackers(m_pieces[wking]));
     return m_pieces[bking] && static_cast<bool>(white_attackers(m_pieces[bking]));
+}
+
+std::string ChessPosition::setup_error() const {
+    if (m_pieces[wking].popcount() != 1 || m_pieces[bking].popcount() != 1)
+        return "a position needs exactly one king of each colour";
+    if ((m_pieces[wpawn] | m_pieces[bpawn]) & (rank1 | rank8))
+        return "a pawn stands on the first or last rank";
+    const bool other_in_check = m_stm ? white_attacks(m_pieces[bking]) : black_attacks(m_pieces[wking]);
+    if (other_in_check) return "the side not to move is in check";
+    return "";
 }
 
 bool ChessPosition::draw_by_threefold_repetition() const {
@@ -573,7 +625,8 @@ MaterialIndex ChessPosition::compute_materialindex() const {
 std::uint64_t ChessPosition::full_key_from_scratch() const {
     std::uint64_t k = 0;
     const KeySet &keys = m_tables->keys().polyglot();
-    for (int s = 0; s < 64; ++s) k ^= keys.piece[m_board[s]][s];
+    for (int s = 0; s < 64; ++s)
+        k ^= keys.piece[m_board[s]][s];
     return Hasher<1>::fold(keys, k, castlingrights(), ep().id(), m_stm);
 }
 

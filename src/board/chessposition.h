@@ -48,8 +48,12 @@ class BoardPosition {
     Piece operator[](const Square &s) const { return Piece(m_board[s.id()]); }
 
     // Castling lands king and rook on the standard squares, also in Chess960.
-    static int castle_king_to(int king_from, int rook_from) { return (king_from & 56) + (rook_from > king_from ? 6 : 2); }
-    static int castle_rook_to(int king_from, int rook_from) { return (king_from & 56) + (rook_from > king_from ? 5 : 3); }
+    static int castle_king_to(int king_from, int rook_from) {
+        return (king_from & 56) + (rook_from > king_from ? 6 : 2);
+    }
+    static int castle_rook_to(int king_from, int rook_from) {
+        return (king_from & 56) + (rook_from > king_from ? 5 : 3);
+    }
 
   protected:
     BitBoard m_pieces[16];
@@ -90,7 +94,9 @@ class ChessPosition : public BoardPosition {
     Move convert_to_move(const std::string &text) const;
     Move convert_to_move(const Square &from, const Square &to, move_t code) const;
     void make_move(const Move &m);
-    void make_move(const Square &from, const Square &to, move_t code) { make_move(convert_to_move(from, to, code)); }
+    void make_move(const Square &from, const Square &to, move_t code) {
+        make_move(convert_to_move(from, to, code));
+    }
     void unmake_move();
     void force_move(const Move &m) { BoardPosition::make_move(m); }
     void undo_forced_move(const Move &m) { BoardPosition::unmake_move(m); }
@@ -111,6 +117,10 @@ class ChessPosition : public BoardPosition {
     bool black_attacks(const BitBoard &targets) const { return static_cast<bool>(black_attackers(targets)); }
     void find_pinned_pieces();
     bool look_for_check() const;
+
+    // Why the position cannot be played (empty when it can): a king missing or doubled, a pawn on the
+    // first or last rank, or the side not to move in check.
+    std::string setup_error() const;
 
     bool draw_by_threefold_repetition() const;
     bool draw_by_fifty_move_rule() const { return m_history.back().dfz > 99; }
@@ -170,7 +180,8 @@ class ChessPosition : public BoardPosition {
 
 extern int cp_id;
 
-template <int colour> BitBoard ChessPosition::attackers(const BitBoard &targets, const BitBoard &occupied) const {
+template <int colour>
+BitBoard ChessPosition::attackers(const BitBoard &targets, const BitBoard &occupied) const {
     const Attacks &a = m_tables->attacks();
     const int c = colour ? 0 : 8;
     const BitBoard rq = m_pieces[wrook + c] | m_pieces[wqueen + c];
@@ -181,10 +192,12 @@ template <int colour> BitBoard ChessPosition::attackers(const BitBoard &targets,
         const Square s = BitBoard::get_reset_square(t);
         const std::uint64_t sb = Square::bb[s.id()].value();
         // A white pawn attacks s when it stands diagonally below s.
-        const std::uint64_t pawn_from = colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
-                                               : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
+        const std::uint64_t pawn_from =
+            colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
+                   : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
         result |= (BitBoard(pawn_from) & m_pieces[wpawn + c]) | (a.knight(s) & m_pieces[wknight + c]) |
-                  (a.king(s) & m_pieces[wking + c]) | (a.rook(s, occupied) & rq) | (a.bishop(s, occupied) & bq);
+                  (a.king(s) & m_pieces[wking + c]) | (a.rook(s, occupied) & rq) |
+                  (a.bishop(s, occupied) & bq);
     }
     return result;
 }
@@ -194,8 +207,9 @@ template <int colour> BitBoard ChessPosition::blocked_attackers(const Square &s)
     const Connections &cn = m_tables->connections();
     const int c = colour ? 0 : 8;
     const std::uint64_t sb = Square::bb[s.id()].value();
-    const std::uint64_t pawn_from = colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
-                                           : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
+    const std::uint64_t pawn_from =
+        colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
+               : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
     return (BitBoard(pawn_from) & m_pieces[wpawn + c]) | (a.knight(s) & m_pieces[wknight + c]) |
            (a.king(s) & m_pieces[wking + c]) |
            (cn.rook_attacks(s) & (m_pieces[wrook + c] | m_pieces[wqueen + c])) |

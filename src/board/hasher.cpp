@@ -11,8 +11,10 @@ HashKeys::HashKeys() : m_polyglot{}, m_second{} {
             m_polyglot.piece[8 + kind][s] = rndh[(2 * kind - 2) * 64 + s];
             m_polyglot.piece[kind][s] = rndh[(2 * kind - 1) * 64 + s];
         }
-    for (int i = 0; i < 4; ++i) m_polyglot.castle[i] = rndh[768 + i];
-    for (int f = 0; f < 8; ++f) m_polyglot.ep[f] = rndh[772 + f];
+    for (int i = 0; i < 4; ++i)
+        m_polyglot.castle[i] = rndh[768 + i];
+    for (int f = 0; f < 8; ++f)
+        m_polyglot.ep[f] = rndh[772 + f];
     m_polyglot.turn = rndh[780];
 
     // The pawn key: sparse keys (each bit set with probability 1/8) from a fixed seed.
@@ -24,10 +26,14 @@ HashKeys::HashKeys() : m_polyglot{}, m_second{} {
         const std::uint64_t c = dist(gen);
         return a & b & c;
     };
-    for (int s = 0; s < 64; ++s) m_second.piece[wpawn][s] = draw();
-    for (int s = 0; s < 64; ++s) m_second.piece[bpawn][s] = draw();
-    for (auto &k : m_second.castle) k = draw();
-    for (auto &k : m_second.ep) k = draw();
+    for (int s = 0; s < 64; ++s)
+        m_second.piece[wpawn][s] = draw();
+    for (int s = 0; s < 64; ++s)
+        m_second.piece[bpawn][s] = draw();
+    for (auto &k : m_second.castle)
+        k = draw();
+    for (auto &k : m_second.ep)
+        k = draw();
     m_second.turn = draw();
 }
 
@@ -71,8 +77,8 @@ std::uint64_t update(const KeySet &k, std::uint64_t key, const Move &m) {
     }
     case castling: {
         const int rook = wrook + colour;
-        return key ^ k.piece[p][from] ^ k.piece[p][BoardPosition::castle_king_to(from, to)] ^ k.piece[rook][to] ^
-               k.piece[rook][BoardPosition::castle_rook_to(from, to)];
+        return key ^ k.piece[p][from] ^ k.piece[p][BoardPosition::castle_king_to(from, to)] ^
+               k.piece[rook][to] ^ k.piece[rook][BoardPosition::castle_rook_to(from, to)];
     }
     case en_passant: {
         const int victim = colour ? to + 8 : to - 8;
@@ -96,7 +102,8 @@ void Hasher<1>::unmake_move() {
     }
 }
 
-std::uint64_t Hasher<1>::fold(const KeySet &keys, std::uint64_t key, unsigned castling, int ep_square, int stm) {
+std::uint64_t Hasher<1>::fold(const KeySet &keys, std::uint64_t key, unsigned castling, int ep_square,
+                              int stm) {
     if (castling & 0x0080) key ^= keys.castle[0];
     if (castling & 0x0001) key ^= keys.castle[1];
     if (castling & 0x8000) key ^= keys.castle[2];
@@ -108,7 +115,8 @@ std::uint64_t Hasher<1>::fold(const KeySet &keys, std::uint64_t key, unsigned ca
 }
 
 std::uint64_t Hasher<1>::hash() const {
-    return fold(*m_keys, m_first.back(), m_position->castlingrights(), m_position->ep().id(), m_position->stm());
+    return fold(*m_keys, m_first.back(), m_position->castlingrights(), m_position->ep().id(),
+                m_position->stm());
 }
 
 void Rep3filter::init(std::uint64_t key) {

@@ -22,7 +22,7 @@ template <> class Hasher<1> {
     void set_position(const ChessPosition *position) { m_position = position; }
     void make_move(const Move &m);
     void unmake_move();
-    std::uint64_t hash() const;                        // full key of the position
+    std::uint64_t hash() const;                                // full key of the position
     std::uint64_t pawn_key() const { return m_second.back(); } // second set: pawns only
     std::uint64_t piece_key() const { return m_first.back(); }
     // Full key from a piece-square part and the position's castling, en-passant and turn state.

@@ -10,22 +10,9 @@
 
 class MaterialIndex {
   public:
-    static constexpr std::uint64_t inc_table[16] = {0,
-                                                    0x100000000ULL,
-                                                    0x1000000000ULL,
-                                                    0x10000000000ULL,
-                                                    0x100000000000ULL,
-                                                    0x1000000000000ULL,
-                                                    0,
-                                                    0,
-                                                    0,
-                                                    0x1ULL,
-                                                    0x10ULL,
-                                                    0x100ULL,
-                                                    0x1000ULL,
-                                                    0x10000ULL,
-                                                    0,
-                                                    0};
+    static constexpr std::uint64_t inc_table[16] = {
+        0, 0x100000000ULL, 0x1000000000ULL, 0x10000000000ULL, 0x100000000000ULL, 0x1000000000000ULL, 0, 0,
+        0, 0x1ULL,         0x10ULL,         0x100ULL,         0x1000ULL,         0x10000ULL,         0, 0};
 
     constexpr MaterialIndex() : m_index(0) {}
     constexpr explicit MaterialIndex(std::uint64_t index) : m_index(index) {}

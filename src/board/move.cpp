@@ -16,15 +16,15 @@ std::string Move::algebraic(bool chess960) const {
 }
 
 std::string Move::dump() const {
-    static const char *codes[8] = {"nullmove  ",    "normal_move  ", "promo_queen  ", "promo_rook  ",
+    static const char *codes[8] = {"nullmove  ",     "normal_move  ",  "promo_queen  ", "promo_rook  ",
                                    "promo_bishop  ", "promo_knight  ", "castling  ",    "en_passant  "};
-    static const char *xcodes[13] = {"hashtable_move",   "mate_attack",      "promotion",        "good_capture",
-                                     "killer",           "counter_move",     "historical_move1", "historical_move2",
-                                     "historical_move3", "xnormal_move",     "bad move",         "losing_capture",
-                                     "no_xmove_t"};
+    static const char *xcodes[13] = {
+        "hashtable_move", "mate_attack",      "promotion",        "good_capture",     "killer",
+        "counter_move",   "historical_move1", "historical_move2", "historical_move3", "xnormal_move",
+        "bad move",       "losing_capture",   "no_xmove_t"};
     const unsigned x = xcode();
-    return "from:" + from().name() + "  to:" + to().name() + "  code:" + codes[code()] + "piece:" +
-           Piece(piece_id()).name() + "  capture:" + Piece(capture_id()).name() +
+    return "from:" + from().name() + "  to:" + to().name() + "  code:" + codes[code()] +
+           "piece:" + Piece(piece_id()).name() + "  capture:" + Piece(capture_id()).name() +
            "  check:" + (check() ? "true" : "false") + "   xcode:" + (x <= 12 ? xcodes[x] : "no_xmove_t");
 }
 

@@ -6,8 +6,18 @@
 
 enum piece_t : int {
     no_piece_t = 0,
-    wpawn = 1, wknight = 2, wbishop = 3, wrook = 4, wqueen = 5, wking = 6,
-    bpawn = 9, bknight = 10, bbishop = 11, brook = 12, bqueen = 13, bking = 14
+    wpawn = 1,
+    wknight = 2,
+    wbishop = 3,
+    wrook = 4,
+    wqueen = 5,
+    wking = 6,
+    bpawn = 9,
+    bknight = 10,
+    bbishop = 11,
+    brook = 12,
+    bqueen = 13,
+    bking = 14
 };
 
 class Piece {

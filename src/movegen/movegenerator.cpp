@@ -1,0 +1,398 @@
+#include "movegen/movegenerator.h"
+
+#include <cstring>
+
+namespace {
+constexpr std::uint64_t not_a = 0xFEFEFEFEFEFEFEFEULL;
+constexpr std::uint64_t not_h = 0x7F7F7F7F7F7F7F7FULL;
+
+inline Square pop(std::uint64_t &b) { return BitBoard::get_reset_square(b); }
+
+// Squares from which a pawn of the colour attacks the given squares.
+template <int colour> inline std::uint64_t pawn_attack_origins(std::uint64_t target) {
+    return colour ? ((target >> 7) & not_a) | ((target >> 9) & not_h)
+                  : ((target << 7) & not_h) | ((target << 9) & not_a);
+}
+} // namespace
+
+MoveGenerator::MoveGenerator(const BoardTables &tables)
+    : m_tables(tables), m_count(0), m_occupied(0), m_pinned(0), m_discovering(0), m_own(0), m_enemy(0),
+      m_own_king(0), m_enemy_king(0), m_rook_from_king(0), m_bishop_from_king(0), m_knight_from_king(0),
+      m_pawn_checks(0), m_blocked_attackers(0) {}
+
+MoveGenerator::MoveGenerator(const MoveGenerator &o) : MoveGenerator(o.m_tables) {}
+
+void MoveGenerator::create_movetable(const ChessPosition &pos, MoveTable &table) {
+    std::memset(table, 0, sizeof(MoveTable));
+    m_occupied = pos.all_pieces().value();
+    if (pos.white_to_move())
+        generate_movetable<1>(pos, table);
+    else
+        generate_movetable<0>(pos, table);
+}
+
+template <int colour> void MoveGenerator::generate_movetable(const ChessPosition &pos, MoveTable &table) {
+    const Attacks &a = m_tables.attacks();
+    const int c = colour ? 0 : 8;
+    const std::uint64_t occ = pos.all_pieces().value();
+    const std::uint64_t empty = ~occ;
+    const std::uint64_t enemy = (colour ? pos.black_pieces() : pos.white_pieces()).value();
+    for (std::uint64_t b = pos.pieces(wpawn + c).value(); b;) {
+        const Square s = pop(b);
+        const std::uint64_t sb = 1ULL << s.id();
+        std::uint64_t t;
+        if (colour) {
+            const std::uint64_t one = (sb << 8) & empty;
+            t = (((sb << 7) & not_h) | ((sb << 9) & not_a)) & enemy;
+            t |= one | (((one & rank3.value()) << 8) & empty);
+        } else {
+            const std::uint64_t one = (sb >> 8) & empty;
+            t = (((sb >> 9) & not_h) | ((sb >> 7) & not_a)) & enemy;
+            t |= one | (((one & rank6.value()) >> 8) & empty);
+        }
+        table[s.id()] = t;
+    }
+    for (std::uint64_t b = pos.pieces(wknight + c).value(); b;) {
+        const Square s = pop(b);
+        table[s.id()] = a.knight(s).value();
+    }
+    for (std::uint64_t b = pos.pieces(wbishop + c).value(); b;) {
+        const Square s = pop(b);
+        table[s.id()] = a.bishop(s, occ).value();
+    }
+    for (std::uint64_t b = pos.pieces(wrook + c).value(); b;) {
+        const Square s = pop(b);
+        table[s.id()] = a.rook(s, occ).value();
+    }
+    for (std::uint64_t b = pos.pieces(wqueen + c).value(); b;) {
+        const Square s = pop(b);
+        table[s.id()] = a.queen(s, occ).value();
+    }
+    for (std::uint64_t b = pos.pieces(wking + c).value(); b;) {
+        const Square s = pop(b);
+        table[s.id()] = a.king(s).value();
+    }
+}
+
+void MoveGenerator::generate_moves(const ChessPosition &pos, MoveList &list) {
+    MoveTable table;
+    create_movetable(pos, table);
+    serialize_moves(pos, table, list);
+}
+
+void MoveGenerator::serialize_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    m_count = 0;
+    if (pos.white_to_move()) {
+        fill_caches<1>(pos);
+        generate_captures<1>(pos, table, list);
+        generate_quiet_moves<1>(pos, table, list);
+    } else {
+        fill_caches<0>(pos);
+        generate_captures<0>(pos, table, list);
+        generate_quiet_moves<0>(pos, table, list);
+    }
+    list.set_size(m_count);
+}
+
+void MoveGenerator::serialize_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    m_count = 0;
+    if (pos.white_to_move()) {
+        fill_caches<1>(pos);
+        generate_captures<1>(pos, table, list);
+    } else {
+        fill_caches<0>(pos);
+        generate_captures<0>(pos, table, list);
+    }
+    list.set_size(m_count);
+}
+
+template <int colour> void MoveGenerator::fill_caches(const ChessPosition &pos) {
+    const Attacks &a = m_tables.attacks();
+    const int c = colour ? 0 : 8;
+    m_occupied = pos.all_pieces().value();
+    m_own = (colour ? pos.white_pieces() : pos.black_pieces()).value();
+    m_enemy = (colour ? pos.black_pieces() : pos.white_pieces()).value();
+    m_pinned = pos.pinned_pieces().value() & m_own;
+    m_discovering = pos.discovering_pieces().value() & m_own;
+    m_own_king = pos.pieces(wking + c).value();
+    m_enemy_king = pos.pieces(bking - c).value();
+    const Square ek = BitBoard(m_enemy_king).get_first_square();
+    const BitBoard occ(m_occupied);
+    if (m_enemy_king) {
+        m_rook_from_king = a.rook(ek, occ).value();
+        m_bishop_from_king = a.bishop(ek, occ).value();
+        m_knight_from_king = a.knight(ek).value();
+        m_pawn_checks = pawn_attack_origins<colour>(m_enemy_king);
+    } else {
+        m_rook_from_king = m_bishop_from_king = m_knight_from_king = m_pawn_checks = 0;
+    }
+    m_blocked_attackers =
+        m_own_king ? pos.blocked_attackers<1 - colour>(BitBoard(m_own_king).get_first_square()).value() : 0;
+}
+
+template <int colour>
+void MoveGenerator::generate_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    const int c = colour ? 0 : 8;
+    const int first = m_count;
+    const std::uint64_t promo_rank = colour ? rank8.value() : rank1.value();
+    int ep = pos.ep().id();
+    // A square read from a FEN is taken as written: only use it when the pawn to be taken is really there.
+    if (ep != 64 && (pos.get_piece_id_from(Square(colour ? ep - 8 : ep + 8)) != bpawn - c ||
+                     pos.get_piece_id_from(Square(ep)) != 0))
+        ep = 64;
+
+    for (std::uint64_t b = pos.pieces(wpawn + c).value(); b;) {
+        const Square from = pop(b);
+        const std::uint64_t t = table[from.id()];
+        for (std::uint64_t caps = t & m_enemy & ~promo_rank; caps;) {
+            const Square to = pop(caps);
+            Move m(from, to, normal_move, Piece(wpawn + c), Piece(pos.get_piece_id_from(to)));
+            set_checkstatus<colour>(pos, m);
+            if (is_legal_pawnmove(pos, m)) append(list, m);
+        }
+        if (ep != 64) {
+            const int d = ep - from.id();
+            const int fd = from.file_number() - (ep & 7);
+            if ((colour ? (d == 7 || d == 9) : (d == -7 || d == -9)) && fd < 2 && fd > -2) {
+                Move m(from, Square(ep), en_passant, Piece(wpawn + c), Piece(bpawn - c));
+                set_checkstatus<colour>(pos, m);
+                if (is_legal_pawnmove(pos, m)) append(list, m);
+            }
+        }
+        for (std::uint64_t promos = t & promo_rank & ~m_enemy_king; promos;) {
+            const Square to = pop(promos);
+            const Piece victim(pos.get_piece_id_from(to));
+            for (unsigned code = promo_queen; code <= promo_knight; ++code) {
+                Move m(from, to, code, Piece(wpawn + c), victim);
+                set_checkstatus<colour>(pos, m);
+                if (is_legal_pawnmove(pos, m)) append(list, m);
+            }
+        }
+    }
+    for (int kind = wknight; kind <= wqueen; ++kind) {
+        for (std::uint64_t b = pos.pieces(kind + c).value(); b;) {
+            const Square from = pop(b);
+            for (std::uint64_t caps = table[from.id()] & m_enemy; caps;) {
+                const Square to = pop(caps);
+                Move m(from, to, normal_move, Piece(kind + c), Piece(pos.get_piece_id_from(to)));
+                set_checkstatus<colour>(pos, m);
+                if (is_legal(pos, m)) append(list, m);
+            }
+        }
+    }
+    for (std::uint64_t b = m_own_king; b;) {
+        const Square from = pop(b);
+        for (std::uint64_t caps = table[from.id()] & m_enemy; caps;) {
+            const Square to = pop(caps);
+            Move m(from, to, normal_move, Piece(wking + c), Piece(pos.get_piece_id_from(to)));
+            set_checkstatus<colour>(pos, m);
+            if (is_legal_kingmove<colour>(pos, m)) append(list, m);
+        }
+    }
+    // Stable insertion sort by victim value, most valuable first; straight promotions (no victim) go last.
+    for (int i = first + 1; i < m_count; ++i) {
+        const Move m = list[i];
+        const int v = Piece(m.capture_id()).abs_value();
+        int j = i;
+        while (j > first && Piece(list[j - 1].capture_id()).abs_value() < v) {
+            list[j] = list[j - 1];
+            --j;
+        }
+        list[j] = m;
+    }
+}
+
+template <int colour>
+void MoveGenerator::generate_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    const int c = colour ? 0 : 8;
+    const std::uint64_t empty = ~m_occupied;
+    static constexpr int order[4] = {wqueen, wrook, wknight, wbishop};
+    for (int kind : order) {
+        for (std::uint64_t b = pos.pieces(kind + c).value(); b;) {
+            const Square from = pop(b);
+            for (std::uint64_t t = table[from.id()] & empty; t;) {
+                Move m(from, pop(t), normal_move, Piece(kind + c), Piece());
+                set_checkstatus<colour>(pos, m);
+                if (is_legal(pos, m)) append(list, m);
+            }
+        }
+    }
+    const std::uint64_t promo_rank = colour ? rank8.value() : rank1.value();
+    for (std::uint64_t b = pos.pieces(wpawn + c).value(); b;) {
+        const Square from = pop(b);
+        for (std::uint64_t t = table[from.id()] & empty & ~promo_rank; t;) {
+            Move m(from, pop(t), normal_move, Piece(wpawn + c), Piece());
+            set_checkstatus<colour>(pos, m);
+            if (is_legal(pos, m)) append(list, m);
+        }
+    }
+    for (std::uint64_t b = m_own_king; b;) {
+        const Square from = pop(b);
+        for (std::uint64_t t = table[from.id()] & empty; t;) {
+            Move m(from, pop(t), normal_move, Piece(wking + c), Piece());
+            set_checkstatus<colour>(pos, m);
+            if (is_legal_kingmove<colour>(pos, m)) append(list, m);
+        }
+    }
+    generate_castling<colour>(pos, list);
+}
+
+template <int colour> void MoveGenerator::generate_castling(const ChessPosition &pos, MoveList &list) {
+    const unsigned rights = colour ? (pos.castlingrights() & 0xFF) : (pos.castlingrights() >> 8);
+    if (!rights || !m_own_king || pos.check()) return;
+    const int c = colour ? 0 : 8;
+    const int base = colour ? 0 : 56;
+    const Square king = BitBoard(m_own_king).get_first_square();
+    if ((king.id() & 56) != base) return;
+    const Attacks &a = m_tables.attacks();
+    const Connections &cn = m_tables.connections();
+    const std::uint64_t enemy_rq = (pos.pieces(brook - c) | pos.pieces(bqueen - c)).value();
+    for (int file = 0; file < 8; ++file) {
+        if (!(rights & (1u << file))) continue;
+        const Square rook(base + file);
+        if (pos.get_piece_id_from(rook) != wrook + c) continue;
+        const Square kdest(BoardPosition::castle_king_to(king.id(), rook.id()));
+        const Square rdest(BoardPosition::castle_rook_to(king.id(), rook.id()));
+        const std::uint64_t others = m_occupied & ~(m_own_king | (1ULL << rook.id()));
+        const std::uint64_t kpath = cn.closed_line_segment(king, kdest).value();
+        if ((kpath | cn.closed_line_segment(rook, rdest).value()) & others) continue;
+        bool attacked = false;
+        for (std::uint64_t p = kpath; p && !attacked;)
+            attacked =
+                static_cast<bool>(pos.attackers<1 - colour>(Square::bb[pop(p).id()], pos.all_pieces()));
+        if (attacked) continue;
+        // The castling rook itself may have shielded the king's destination along the back rank.
+        if (a.rook(kdest, BitBoard(others)).value() & enemy_rq) continue;
+        Move m(king, rook, castling, Piece(wking + c), Piece());
+        set_checkstatus<colour>(pos, m);
+        append(list, m);
+    }
+}
+
+template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &pos, Move &m) const {
+    m.xcode(xnormal_move);
+    m.check(false);
+    if (!m_enemy_king) return;
+    const Attacks &a = m_tables.attacks();
+    const int c = colour ? 0 : 8;
+    const std::uint64_t own_rq = (pos.pieces(wrook + c) | pos.pieces(wqueen + c)).value();
+    const std::uint64_t own_bq = (pos.pieces(wbishop + c) | pos.pieces(wqueen + c)).value();
+    const Square ek = BitBoard(m_enemy_king).get_first_square();
+    const int from = m.from_id(), to = m.to_id();
+    const std::uint64_t fb = 1ULL << from, tb = 1ULL << to;
+    const int kind = m.piece_id() & 7;
+    bool check = false;
+    switch (m.code()) {
+    case normal_move:
+        if (m_discovering & fb) {
+            if (kind >= 2 && kind <= 5) {
+                check = true;
+            } else {
+                const BitBoard occ((m_occupied & ~fb) | tb);
+                check = ((a.rook(ek, occ).value() & own_rq & ~fb) |
+                         (a.bishop(ek, occ).value() & own_bq & ~fb)) != 0;
+            }
+        }
+        if (!check) {
+            switch (kind) {
+            case 1:
+                check = (m_pawn_checks & tb) != 0;
+                break;
+            case 2:
+                check = (m_knight_from_king & tb) != 0;
+                break;
+            case 3:
+                check = (m_bishop_from_king & tb) != 0;
+                break;
+            case 4:
+                check = (m_rook_from_king & tb) != 0;
+                break;
+            case 5:
+                check = ((m_rook_from_king | m_bishop_from_king) & tb) != 0;
+                break;
+            default:
+                break;
+            }
+        }
+        break;
+    case promo_queen:
+    case promo_rook:
+    case promo_bishop:
+    case promo_knight: {
+        const BitBoard occ((m_occupied & ~fb) | tb);
+        const std::uint64_t rl = a.rook(ek, occ).value(), bl = a.bishop(ek, occ).value();
+        const move_t code = m.code();
+        check = ((code == promo_queen || code == promo_rook) && (rl & tb)) ||
+                ((code == promo_queen || code == promo_bishop) && (bl & tb)) ||
+                (code == promo_knight && (m_knight_from_king & tb)) || (rl & own_rq & ~fb) ||
+                (bl & own_bq & ~fb);
+        break;
+    }
+    case castling: {
+        const int rdest = BoardPosition::castle_rook_to(from, to);
+        check = (a.rook(ek, BitBoard(m_occupied & ~fb)).value() >> rdest) & 1;
+        break;
+    }
+    case en_passant: {
+        const std::uint64_t victim = colour ? tb >> 8 : tb << 8;
+        const BitBoard occ((m_occupied & ~fb & ~victim) | tb);
+        check = (m_pawn_checks & tb) || (a.rook(ek, occ).value() & own_rq) ||
+                (a.bishop(ek, occ).value() & own_bq);
+        break;
+    }
+    default:
+        break;
+    }
+    m.check(check);
+}
+
+bool MoveGenerator::is_legal(const ChessPosition &pos, const Move &m) const {
+    if (!m_own_king) return true;
+    const Connections &cn = m_tables.connections();
+    const Square king = BitBoard(m_own_king).get_first_square();
+    const std::uint64_t fb = 1ULL << m.from_id(), tb = 1ULL << m.to_id();
+    if (pos.check()) {
+        // Every piece bearing on the king must be blocked by another piece, captured or blocked by the move.
+        for (std::uint64_t att = m_blocked_attackers; att;) {
+            const Square s = pop(att);
+            if (!(cn.line_segment(king, s).value() & m_occupied & ~fb) &&
+                !(cn.closed_line_segment(king, s).value() & tb))
+                return false;
+        }
+        return true;
+    }
+    if (!(m_pinned & fb)) return true;
+    for (std::uint64_t att = m_blocked_attackers; att;) {
+        const Square s = pop(att);
+        const std::uint64_t seg = cn.line_segment(king, s).value();
+        if ((seg & m_occupied) == fb && !(cn.closed_line_segment(king, s).value() & tb)) return false;
+    }
+    return true;
+}
+
+bool MoveGenerator::is_legal_pawnmove(const ChessPosition &pos, const Move &m) const {
+    if (m.code() != en_passant) return is_legal(pos, m);
+    if (!m_own_king) return true;
+    // En passant vacates two squares at once: test every line to the king on the resulting board.
+    const Connections &cn = m_tables.connections();
+    const Square king = BitBoard(m_own_king).get_first_square();
+    const std::uint64_t fb = 1ULL << m.from_id(), tb = 1ULL << m.to_id();
+    const std::uint64_t victim = pos.white_to_move() ? tb >> 8 : tb << 8;
+    const std::uint64_t occ = (m_occupied & ~fb & ~victim) | tb;
+    for (std::uint64_t att = m_blocked_attackers & ~victim; att;) {
+        const Square s = pop(att);
+        if (!(cn.line_segment(king, s).value() & occ)) return false;
+    }
+    return true;
+}
+
+template <int colour> bool MoveGenerator::is_legal_kingmove(const ChessPosition &pos, const Move &m) const {
+    // Attacks on the destination are seen through the king's origin, so retreating along a line is caught.
+    const BitBoard occ(m_occupied & ~m_own_king);
+    return !pos.attackers<1 - colour>(Square::bb[m.to_id()], occ);
+}
+
+template void MoveGenerator::set_checkstatus<0>(const ChessPosition &, Move &) const;
+template void MoveGenerator::set_checkstatus<1>(const ChessPosition &, Move &) const;
+template bool MoveGenerator::is_legal_kingmove<0>(const ChessPosition &, const Move &) const;
+template bool MoveGenerator::is_legal_kingmove<1>(const ChessPosition &, const Move &) const;

@@ -1,0 +1,58 @@
+// Legal move generation in two stages: a table of pseudo-attack sets per from-square, then serialisation
+// into moves with check flags, filtered by the legality tests.
+#ifndef DRAVNIK_MOVEGEN_MOVEGENERATOR_H
+#define DRAVNIK_MOVEGEN_MOVEGENERATOR_H
+
+#include <cstdint>
+
+#include "board/chessposition.h"
+#include "board/move.h"
+#include "movegen/board_tables.h"
+
+class MoveGenerator {
+  public:
+    using MoveTable = std::uint64_t[64];
+
+    explicit MoveGenerator(const BoardTables &tables);
+    MoveGenerator(const MoveGenerator &o);
+    MoveGenerator &operator=(const MoveGenerator &) = delete;
+
+    void create_movetable(const ChessPosition &pos, MoveTable &table);
+    void generate_moves(const ChessPosition &pos, MoveList &list);
+    void serialize_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    void serialize_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    // Keeps one move (not the null move) out of a later serialisation of the same table.
+    static void remove(const Move &m, MoveTable &table) { table[m.from_id()] &= ~(1ULL << m.to_id()); }
+
+    template <int colour> void generate_movetable(const ChessPosition &pos, MoveTable &table);
+    template <int colour>
+    void generate_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    template <int colour>
+    void generate_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    template <int colour> void set_checkstatus(const ChessPosition &pos, Move &m) const;
+    bool is_legal(const ChessPosition &pos, const Move &m) const;
+    bool is_legal_pawnmove(const ChessPosition &pos, const Move &m) const;
+    template <int colour> bool is_legal_kingmove(const ChessPosition &pos, const Move &m) const;
+
+  private:
+    template <int colour> void fill_caches(const ChessPosition &pos);
+    template <int colour> void generate_castling(const ChessPosition &pos, MoveList &list);
+    void append(MoveList &list, const Move &m) { list[m_count++] = m; }
+
+    const BoardTables &m_tables;
+    int m_count;
+    std::uint64_t m_occupied;
+    std::uint64_t m_pinned;      // own pieces that may be pinned to the own king
+    std::uint64_t m_discovering; // own pieces that shield an own slider from the enemy king
+    std::uint64_t m_own;
+    std::uint64_t m_enemy;
+    std::uint64_t m_own_king;
+    std::uint64_t m_enemy_king;
+    std::uint64_t m_rook_from_king;   // rook lines from the enemy king
+    std::uint64_t m_bishop_from_king; // diagonals from the enemy king
+    std::uint64_t m_knight_from_king;
+    std::uint64_t m_pawn_checks;       // squares from which an own pawn attacks the enemy king
+    std::uint64_t m_blocked_attackers; // enemy pieces bearing on the own king, blockers disregarded
+};
+
+#endif

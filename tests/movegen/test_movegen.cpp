@@ -1,0 +1,130 @@
+// Generator corner cases: order of the list, check flags and the legality tests.
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "movegen/movegenerator.h"
+
+namespace {
+const BoardTables &tables() {
+    static const BoardTables t;
+    return t;
+}
+
+struct Generated {
+    ChessPosition pos{tables()};
+    MoveList list;
+    explicit Generated(const std::string &fen) {
+        pos.fen(fen);
+        MoveGenerator gen(tables());
+        gen.generate_moves(pos, list);
+    }
+    std::vector<std::string> texts(bool chess960 = false) const {
+        std::vector<std::string> out;
+        for (const Move &m : list)
+            out.push_back(m.algebraic(chess960));
+        return out;
+    }
+    bool has(const std::string &text, bool chess960 = false) const {
+        const auto t = texts(chess960);
+        return std::find(t.begin(), t.end(), text) != t.end();
+    }
+    const Move *find(const std::string &text) const {
+        for (const Move &m : list)
+            if (m.algebraic() == text) return &m;
+        return nullptr;
+    }
+};
+} // namespace
+
+TEST(MoveGenerator, MateAndStalemateGiveEmptyLists) {
+    EXPECT_EQ(Generated("7k/6Q1/6K1/8/8/8/8/8 b - - 0 1").list.size(), 0); // mate
+    EXPECT_EQ(Generated("7k/8/6QK/8/8/8/8/8 b - - 0 1").list.size(), 0);   // stalemate
+}
+
+TEST(MoveGenerator, EvasionsOnlyAndDoubleCheckAllowsOnlyKingMoves) {
+    // Single check by a rook: capture, block or step aside.
+    Generated single("4k3/8/8/8/8/8/4r3/R3K3 w - - 0 1");
+    for (const Move &m : single.list) {
+        ChessPosition p = single.pos;
+        p.make_move(m);
+        EXPECT_FALSE(p.black_attackers(p.pieces(wking))) << m.algebraic();
+    }
+    // Double check by knight and bishop: every move is a king move.
+    Generated dbl("4k3/8/8/8/1b6/8/3n4/4K3 w - - 0 1");
+    ASSERT_GT(dbl.list.size(), 0);
+    for (const Move &m : dbl.list)
+        EXPECT_EQ(m.piece_id(), wking) << m.algebraic();
+}
+
+TEST(MoveGenerator, EnPassantThatExposesTheKingAlongTheRankIsNotGenerated) {
+    Generated pinned("8/8/8/KPp4r/8/8/8/7k w - c6 0 1");
+    EXPECT_FALSE(pinned.has("b5c6"));
+    Generated free("8/8/8/1Pp4r/K7/8/8/7k w - c6 0 1");
+    EXPECT_TRUE(free.has("b5c6"));
+    // Capturing en passant removes the checking pawn.
+    Generated evasion("8/8/8/2k5/3Pp3/8/8/4K3 b - d3 0 1");
+    EXPECT_TRUE(evasion.has("e4d3"));
+}
+
+TEST(MoveGenerator, ListOrderCapturesByVictimThenQuietByPieceKind) {
+    // Queen victim, rook victim, knight victim (pawn before rook), then the straight promotions (no victim).
+    Generated g("r1q4k/1P6/8/8/8/n7/1PP4P/R3K2R w KQ - 0 1");
+    const auto t = g.texts();
+    ASSERT_GE(t.size(), 16u);
+    EXPECT_EQ(std::vector<std::string>(t.begin(), t.begin() + 14),
+              (std::vector<std::string>{"b7c8q", "b7c8r", "b7c8b", "b7c8n", "b7a8q", "b7a8r", "b7a8b",
+                                        "b7a8n", "b2a3", "a1a3", "b7b8q", "b7b8r", "b7b8b", "b7b8n"}));
+    // Quiet moves: rooks before pawns before the king; castling last, walked from the a-file up.
+    auto pos_of = [&t](const std::string &m) { return std::find(t.begin(), t.end(), m) - t.begin(); };
+    EXPECT_LT(pos_of("a1a2"), pos_of("b2b3"));
+    EXPECT_LT(pos_of("b2b3"), pos_of("e1d1"));
+    EXPECT_EQ(t[t.size() - 2], "e1c1");
+    EXPECT_EQ(t.back(), "e1g1");
+}
+
+TEST(MoveGenerator, EqualVictimsKeepCapturerOrderPawnFirst) {
+    Generated g("4k3/8/8/3p4/2P5/2N5/8/3QK3 w - - 0 1");
+    const auto t = g.texts();
+    ASSERT_GE(t.size(), 3u);
+    EXPECT_EQ(t[0], "c4d5");
+    EXPECT_EQ(t[1], "c3d5"); // knight before queen
+    EXPECT_EQ(t[2], "d1d5");
+}
+
+TEST(MoveGenerator, CheckFlags) {
+    Generated g("4k3/8/8/8/8/3B4/8/R3K1N1 w Q - 0 1");
+    auto flag = [&g](const std::string &m) {
+        const Move *mv = g.find(m);
+        EXPECT_NE(mv, nullptr) << m;
+        return mv && mv->check();
+    };
+    EXPECT_TRUE(flag("a1a8")); // rook along the back rank
+    EXPECT_FALSE(flag("g1f3"));
+    EXPECT_TRUE(flag("d3b5")); // bishop on the king's diagonal
+    EXPECT_TRUE(flag("d3g6"));
+    EXPECT_FALSE(flag("d3c4"));
+    EXPECT_FALSE(flag("e1c1")); // the rook lands on d1, off the king's lines
+    Generated castle_check("3k4/8/8/8/8/8/8/R3K3 w Q - 0 1");
+    EXPECT_TRUE(castle_check.find("e1c1") && castle_check.find("e1c1")->check()); // rook on d1 checks d8
+    Generated disc("4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1");
+    for (const Move &m : disc.list)
+        if (m.piece_id() == wknight) EXPECT_TRUE(m.check()) << m.algebraic();
+    // En passant: the capturing pawn leaves e5 and opens the bishop's diagonal to h8.
+    Generated ep2("7k/8/8/3pP3/8/8/8/B3K3 w - d6 0 1");
+    ASSERT_NE(ep2.find("e5d6"), nullptr);
+    EXPECT_TRUE(ep2.find("e5d6")->check());
+}
+
+TEST(MoveGenerator, Chess960CastlingRules) {
+    Generated ok("6k1/8/8/8/8/8/8/RK6 w A - 0 1");
+    EXPECT_TRUE(ok.has("b1a1", true));
+    EXPECT_TRUE(ok.has("b1a1", false)); // king-takes-rook text is only translated for e1 and e8
+    Generated attacked_path("2r3k1/8/8/8/8/8/8/RK6 w A - 0 1");
+    EXPECT_FALSE(attacked_path.has("b1a1", true)); // c1 is attacked
+    // The castling rook on b1 shields c1 from the black rook on a1: castling would leave the king in check.
+    Generated shield("6k1/8/8/8/8/8/8/rRK5 w B - 0 1");
+    EXPECT_FALSE(shield.has("c1b1", true));
+    Generated noshield("6k1/8/8/8/8/8/8/1RK5 w B - 0 1");
+    EXPECT_TRUE(noshield.has("c1b1", true));
+}
