@@ -1,0 +1,91 @@
+// The learning tables behind quiet-move ordering (history, counter moves, killers) and the late-move
+// reduction table. One set of learning tables per search thread; the reduction table is shared read-only.
+#ifndef DRAVNIK_SEARCH_ORDERING_TABLES_H
+#define DRAVNIK_SEARCH_ORDERING_TABLES_H
+
+#include <cstdint>
+#include <memory>
+
+#include "board/move.h"
+
+// Counters by moving piece (0-14) and target square.
+class HistoryTable {
+  public:
+    HistoryTable() { clear(); }
+    std::int64_t value(const Move &m) const { return m_table[m.piece_id()][m.to_id()]; }
+    void increment(const Move &m, std::int64_t amount) { m_table[m.piece_id()][m.to_id()] += amount; }
+    void decrement(const Move &m, std::int64_t amount) { m_table[m.piece_id()][m.to_id()] -= amount; }
+    void clear();
+    void divide_by_8();
+
+  private:
+    std::int64_t m_table[15][64];
+};
+
+// Counters by (earlier move's piece and target, move's piece and target); serves both as counter-move
+// table (earlier = opponent's last move) and follow-up table (earlier = own previous move).
+class CounterMove {
+  public:
+    static constexpr int entries = 15 * 64 * 15 * 64;
+    static constexpr std::size_t bytes = entries * sizeof(std::int64_t);
+
+    CounterMove();
+    CounterMove(const CounterMove &o);
+    CounterMove &operator=(const CounterMove &o);
+
+    std::int64_t value(const Move &earlier, const Move &m) const { return m_table[index(earlier, m)]; }
+    void increment(const Move &earlier, const Move &m, std::int64_t amount) {
+        m_table[index(earlier, m)] += amount;
+    }
+    void decrement(const Move &earlier, const Move &m, std::int64_t amount) {
+        m_table[index(earlier, m)] -= amount;
+    }
+    void clear();
+    void divide_by_8();
+
+  private:
+    static int index(const Move &earlier, const Move &m) {
+        return ((earlier.piece_id() * 64 + earlier.to_id()) * 15 + m.piece_id()) * 64 + m.to_id();
+    }
+    std::unique_ptr<std::int64_t[]> m_table;
+};
+
+// Two cut moves per ply, A the newest. Plies outside the table are ignored and read as no move.
+class Killer {
+  public:
+    static constexpr int plies = 256;
+
+    Killer() { clear(); }
+    void set_killer(int ply, const Move &m) {
+        if (static_cast<unsigned>(ply) >= plies) return;
+        if (m == m_killer[ply][0]) return; // low 24 bits: the ordering class does not matter
+        m_killer[ply][1] = m_killer[ply][0];
+        m_killer[ply][0] = m;
+    }
+    Move get_killerA(int ply) const { return static_cast<unsigned>(ply) < plies ? m_killer[ply][0] : Move(); }
+    Move get_killerB(int ply) const { return static_cast<unsigned>(ply) < plies ? m_killer[ply][1] : Move(); }
+    void clear();
+
+  private:
+    Move m_killer[plies][2];
+};
+
+// Late-move reductions by remaining depth (0-101) and move index (0-255): ln(depth) * ln(index / 2),
+// at least 1. Arguments outside the table are clamped to its edges.
+class LmrTable {
+  public:
+    static constexpr int depths = 102;
+    static constexpr int indices = 256;
+
+    LmrTable();
+    int value(int depth, int index) const {
+        return m_table[clamp(depth, depths - 1)][clamp(index, indices - 1)];
+    }
+    int pv_value(int depth, int index) const { return value(depth, index) - 1; }
+
+  private:
+    static int clamp(int x, int high) { return x < 0 ? 0 : x > high ? high : x; }
+    unsigned char m_table[depths][indices];
+};
+
+#endif

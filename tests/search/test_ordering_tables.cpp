@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include "search/ordering_tables.h"
+
+namespace {
+Move quiet(int from, int to, piece_t piece) {
+    return Move(Square(from), Square(to), normal_move, piece, no_piece_t);
+}
+} // namespace
+
+TEST(LmrTable, ReductionsGrowWithDepthAndMoveIndex) {
+    const LmrTable lmr;
+    for (int i = 0; i < 256; ++i) {
+        EXPECT_EQ(lmr.value(0, i), 1);
+        EXPECT_EQ(lmr.value(1, i), 1);
+    }
+    EXPECT_EQ(lmr.value(50, 0), 1);
+    EXPECT_EQ(lmr.value(10, 10), 3); // ln 10 * ln 5 = 3.71
+    EXPECT_EQ(lmr.value(20, 40), 8); // ln 20 * ln 20 = 8.97
+    EXPECT_EQ(lmr.value(101, 255), 22);
+    EXPECT_EQ(lmr.pv_value(10, 10), 2);
+    EXPECT_EQ(lmr.pv_value(1, 100), 0);
+}
+
+TEST(Killer, NewestFirstWithoutDuplicates) {
+    Killer k;
+    const Move a = quiet(6, 21, wknight), b = quiet(1, 18, wknight);
+    k.set_killer(3, a);
+    k.set_killer(3, b);
+    EXPECT_EQ(k.get_killerA(3), b);
+    EXPECT_EQ(k.get_killerB(3), a);
+    Move b_other_class = b;
+    b_other_class.xcode(killer);
+    k.set_killer(3, b_other_class); // same move: B must survive
+    EXPECT_EQ(k.get_killerB(3), a);
+    EXPECT_EQ(k.get_killerA(4), Move());
+    k.set_killer(255, a);
+    EXPECT_EQ(k.get_killerA(255), a);
+    k.set_killer(256, a);
+    k.set_killer(-1, a);
+    EXPECT_EQ(k.get_killerA(256), Move());
+    k.clear();
+    EXPECT_EQ(k.get_killerA(3), Move());
+}
+
+TEST(HistoryTables, CountersAreIndependentAndDivideTowardsMinusInfinity) {
+    HistoryTable h;
+    const Move a = quiet(12, 28, wpawn), b = quiet(62, 45, bknight);
+    h.increment(a, 1 << 10);
+    h.decrement(b, 9);
+    h.divide_by_8();
+    EXPECT_EQ(h.value(a), 128);
+    EXPECT_EQ(h.value(b), -2);
+    EXPECT_EQ(h.value(quiet(3, 28, wpawn)), 128); // same piece and target
+    EXPECT_EQ(h.value(quiet(12, 28, wknight)), 0);
+
+    CounterMove cm;
+    EXPECT_EQ(CounterMove::bytes, 7372800u);
+    const Move last = quiet(63, 63, bking), first = quiet(0, 0, no_piece_t);
+    cm.increment(last, last, std::int64_t(1) << 40); // the very last entry
+    cm.increment(first, first, 5);                   // and the very first
+    cm.decrement(a, b, 17);
+    EXPECT_EQ(cm.value(b, a), 0); // order matters
+    CounterMove copy(cm);
+    cm.divide_by_8();
+    EXPECT_EQ(cm.value(last, last), std::int64_t(1) << 37);
+    EXPECT_EQ(cm.value(first, first), 0);
+    EXPECT_EQ(cm.value(a, b), -3);
+    EXPECT_EQ(copy.value(a, b), -17);
+    cm.clear();
+    EXPECT_EQ(cm.value(last, last), 0);
+}
