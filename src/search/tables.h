@@ -1,0 +1,25 @@
+// Everything built once at start-up and shared by all threads: the board tables, the reduction table
+// and the transposition table (the one member the search threads write, without locks).
+#ifndef DRAVNIK_SEARCH_TABLES_H
+#define DRAVNIK_SEARCH_TABLES_H
+
+#include "movegen/board_tables.h"
+#include "search/ordering_tables.h"
+#include "search/transposition.h"
+
+class Tables : public BoardTables {
+  public:
+    Tables() = default;
+    Tables(const Tables &) = delete;
+    Tables &operator=(const Tables &) = delete;
+
+    TranspositionTable &tt() { return m_tt; }
+    const TranspositionTable &tt() const { return m_tt; }
+    const LmrTable &lmr() const { return m_lmr; }
+
+  private:
+    TranspositionTable m_tt;
+    LmrTable m_lmr;
+};
+
+#endif

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "board/chessposition.h"
+#include "search/tables.h"
+#include "search/transposition.h"
+
+namespace {
+
+TTrecord make(std::uint64_t key, unsigned char date, int draft, bound_t bound, int score = 0,
+              unsigned short move = 0) {
+    TTrecord r;
+    r.set_key(key);
+    r.set_date(date);
+    r.set_draft(draft);
+    r.set_bound(bound);
+    r.set_score(score, 0);
+    r.set_move(TTmove(move));
+    return r;
+}
+
+// Index of the record of the bucket that holds the key, -1 if none.
+int slot_of(const Bucket &b, std::uint64_t key) {
+    for (int i = 0; i < 4; ++i)
+        if (b[i].get_key() == key) return i;
+    return -1;
+}
+
+} // namespace
+
+TEST(TTrecord, FieldsPackIntoTheValueWord) {
+    const TTrecord r = make(1, 0x12, 0x34, exact_value, -2, 0xABCD);
+    EXPECT_EQ(r.get_value(), 0xABCDFFFE02341200ULL);
+    EXPECT_EQ(r.get_score(0), -2);
+    EXPECT_TRUE(r.is_exact_value());
+    // Replacing the score must not disturb the neighbouring fields, whatever its sign.
+    TTrecord s = r;
+    s.set_score(300, 0);
+    EXPECT_EQ(s.get_value(), 0xABCD012C02341200ULL);
+}
+
+TEST(TTrecord, MateScoresCountFromTheStoringNode) {
+    TTrecord r;
+    r.set_score(30000 - 7, 5); // mate 2 plies below a node at ply 5
+    EXPECT_EQ(r.get_score(5), 29993);
+    EXPECT_EQ(r.get_score(3), 29995); // probed nearer the root: mate is nearer too
+    r.set_score(-29990, 4);
+    EXPECT_EQ(r.get_score(4), -29990);
+    EXPECT_EQ(r.get_score(0), -29994);
+    r.set_score(29897, 9); // not a mate score: unchanged
+    EXPECT_EQ(r.get_score(1), 29897);
+    r.set_score(32760, 10); // truncated to 16 bits
+    EXPECT_EQ(r.get_score(0), 32770 - 65536);
+}
+
+TEST(Bucket, ReplacementRule) {
+    Bucket b;
+    for (int i = 0; i < 4; ++i)
+        b[i] = make(100 + i, 7, 50, lowerbound);
+    b[2] = make(102, 6, 99, exact_value); // an earlier search's deep exact entry goes first
+    b.write(make(200, 7, 1, upperbound));
+    EXPECT_EQ(slot_of(b, 200), 2);
+
+    // All current: the shallowest non-exact record; exact ones are skipped, ties keep the lower one.
+    b[0] = make(100, 7, 10, lowerbound);
+    b[1] = make(101, 7, 3, exact_value);
+    b[2] = make(102, 7, 5, upperbound);
+    b[3] = make(103, 7, 5, upperbound);
+    b.write(make(201, 7, 20, upperbound));
+    EXPECT_EQ(slot_of(b, 201), 2);
+
+    // An exact record 0 counts as 102, a deep record 0 is capped at 102.
+    b[0] = make(100, 7, 1, exact_value);
+    for (int i = 1; i < 4; ++i)
+        b[i] = make(100 + i, 7, 101, lowerbound);
+    b.write(make(202, 7, 1, upperbound));
+    EXPECT_EQ(slot_of(b, 202), 1);
+    b[0] = make(100, 7, 120, lowerbound);
+    for (int i = 1; i < 4; ++i)
+        b[i] = make(100 + i, 7, 110, lowerbound);
+    b.write(make(203, 7, 1, upperbound));
+    EXPECT_EQ(slot_of(b, 203), 0);
+
+    for (int i = 0; i < 4; ++i)
+        b[i] = make(100 + i, 7, 1, exact_value);
+    b.write(make(204, 7, 30, lowerbound));
+    EXPECT_EQ(slot_of(b, 204), 0);
+    EXPECT_EQ(b.has_date(7), 4);
+}
+
+TEST(Bucket, StoreAndProbeWithoutMoveKeepTheOtherMove) {
+    Bucket b;
+    b.write(make(55, 1, 4, lowerbound, 10, 0x1234));
+    b.write(make(55, 2, 6, upperbound, -20, 0));
+    TTrecord probe = make(55, 0, 0, upperbound, 0, 0x0777);
+    ASSERT_TRUE(b.read(probe));
+    EXPECT_EQ(probe.get_move().id(), 0x1234);
+    EXPECT_EQ(probe.get_draft(), 6);
+    EXPECT_EQ(probe.get_score(0), -20);
+    b.clear();
+    b.write(make(56, 1, 4, lowerbound, 10, 0));
+    probe = make(56, 0, 0, upperbound, 0, 0x0777);
+    ASSERT_TRUE(b.read(probe));
+    EXPECT_EQ(probe.get_move().id(), 0x0777);
+    EXPECT_NE(b.dump().find("  draft=4"), std::string::npos);
+}
+
+TEST(TranspositionTable, SizesRoundDownToPowersOfTwo) {
+    TranspositionTable tt;
+    EXPECT_EQ(tt.get_count(), 2097152u);
+    const int mb[] = {6, 1, 128, 100, 200};
+    const std::uint64_t count[] = {65536, 65536, 2097152, 1048576, 2097152};
+    for (int i = 0; i < 5; ++i) {
+        tt.set_size(mb[i]);
+        EXPECT_EQ(tt.get_count(), count[i]) << mb[i];
+        EXPECT_EQ(tt.bytes(), count[i] * 64);
+    }
+    EXPECT_EQ(tt.get_size(), 128);
+}
+
+TEST(TranspositionTable, ResizingKeepsOrDropsEntries) {
+    TranspositionTable tt;
+    const TTrecord r = make(0x123456789ABCDEF1ULL, 3, 8, exact_value, 42, 0x1111);
+    tt.write(r);
+    tt.set_size(128); // same count: contents survive
+    TTrecord probe(r.get_key(), 0);
+    ASSERT_TRUE(tt.read(probe));
+    EXPECT_EQ(probe, r);
+    for (int mb : {4096, 2048})
+        EXPECT_THROW(tt.set_size(mb), TTAllocationError);
+    EXPECT_EQ(tt.get_count(), 2097152u);
+    EXPECT_TRUE(tt.read(probe));
+    tt.set_size(64);
+    EXPECT_FALSE(tt.read(probe));
+}
+
+TEST(TranspositionTable, ThresholdBucketsAreNeverTouched) {
+    TranspositionTable tt;
+    const std::uint64_t high = 0x5A5A000000000000ULL;
+    TTrecord probe(high, 0); // index 0: below or at the threshold even when it is 0
+    tt.write(make(high, 1, 1, exact_value));
+    EXPECT_FALSE(tt.read(probe));
+
+    tt.set_threshold(6000000);
+    ASSERT_EQ(tt.get_threshold(), 93750u);
+    tt.write(make(high | 93750, 1, 1, exact_value));
+    tt.write(make(high | 93751, 1, 1, exact_value));
+    probe.set_key(high | 93750);
+    EXPECT_FALSE(tt.read(probe));
+    probe.set_key(high | 93751);
+    EXPECT_TRUE(tt.read(probe));
+
+    // The lent bytes survive a clear; the table beyond them is zeroed.
+    unsigned char *lent = tt.get_uchar_adress();
+    lent[0] = 0xAB;
+    lent[93751 * 64 - 1] = 0xCD;
+    tt.clear();
+    EXPECT_EQ(lent[0], 0xAB);
+    EXPECT_EQ(lent[93751 * 64 - 1], 0xCD);
+    EXPECT_FALSE(tt.read(probe));
+
+    tt.set_threshold(0);
+    tt.set_enabled(false);
+    tt.write(make(high | 5, 1, 1, exact_value));
+    tt.set_enabled(true);
+    probe.set_key(high | 5);
+    EXPECT_FALSE(tt.read(probe));
+    tt.write(make(high | 5, 1, 1, exact_value));
+    tt.set_enabled(false);
+    EXPECT_FALSE(tt.read(probe));
+}
+
+TEST(TranspositionTable, HashfullCountsTheFirstThousandBuckets) {
+    TranspositionTable tt;
+    tt.set_size(6);
+    EXPECT_EQ(tt.hashfull(0), 1000); // a zeroed table carries date 0 everywhere
+    for (std::uint64_t index = 1; index < 2000; ++index)
+        for (std::uint64_t n = 1; n <= 4; ++n)
+            tt.write(make(n << 32 | index, 9, 1, exact_value));
+    EXPECT_EQ(tt.hashfull(9), 999); // bucket 0 is never written
+    tt.clear();
+    EXPECT_EQ(tt.hashfull(9), 0);
+}
+
+class TTmoveInPosition : public ::testing::Test {
+  protected:
+    static Tables &tables() {
+        static Tables t;
+        return t;
+    }
+    ChessPosition position{tables()};
+};
+
+TEST_F(TTmoveInPosition, RebuildsPiecesFromTheBoard) {
+    position.fen("r3k2r/1P6/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
+    const Move ep(Square(36), Square(43), en_passant, wpawn, bpawn); // e5xd6
+    EXPECT_EQ(TTmove(ep)(position).word(), ep.word() & 0xFFFFFF);
+    const Move castle(Square(4), Square(7), castling, wking, no_piece_t);
+    EXPECT_EQ(TTmove(castle)(position).word(), castle.word() & 0xFFFFFF);
+    const Move promo(Square(49), Square(56), promo_knight, wpawn, brook); // b7xa8=N
+    EXPECT_EQ(TTmove(promo)(position).word(), promo.word() & 0xFFFFFF);
+    EXPECT_EQ(TTmove(promo).algebraic(position), "b7a8n");
+    EXPECT_EQ(TTmove(castle).algebraic(position), "e1h1");
+    EXPECT_EQ(TTmove(ep).capture(position), Piece(bpawn));
+    EXPECT_EQ(TTmove(promo).piece(position), Piece(wpawn));
+    // With the check flag the top bits no longer read as en passant: the empty target square answers.
+    EXPECT_EQ(TTmove(static_cast<unsigned short>(TTmove(ep).id() | 0x8000)).capture(position), Piece());
+    EXPECT_EQ(TTmove().algebraic(position), "0000");
+    EXPECT_EQ(TTmove()(position).word(), 0u);
+}
