@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "board/chessposition.h"
+#include "board/hasher.h"
+#include "book/book.h"
+#include "search/tables.h"
+
+namespace {
+
+Book_record record(std::uint64_t key, std::uint16_t move, std::uint16_t weight, std::uint32_t learn = 0) {
+    Book_record r;
+    r.set_key(key);
+    r.set_move(BKmove(move));
+    r.set_weight(weight);
+    r.set_learn(learn);
+    return r;
+}
+
+std::uint16_t bk(int from, int to, int code = 0) {
+    return static_cast<std::uint16_t>(to | from << 6 | code << 12);
+}
+
+// A book file in the test's own temporary directory, removed afterwards.
+class BookFile : public ::testing::Test {
+  protected:
+    std::string path = (std::filesystem::temp_directory_path() /
+                        ("dravnik_book_" + std::to_string(::getpid()) + "_" +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".bin"))
+                           .string();
+    void TearDown() override { std::remove(path.c_str()); }
+    Book write(const std::vector<Book_record> &records, int extra_bytes = 0) {
+        std::ofstream out(path, std::ios::binary | std::ios::trunc);
+        for (const Book_record &r : records)
+            out.write(reinterpret_cast<const char *>(r.bytes()), Book_record::size);
+        out << std::string(extra_bytes, '\x7f');
+        out.close();
+        Book book(path);
+        book.open();
+        return book;
+    }
+};
+
+Tables &tables() {
+    static Tables t;
+    return t;
+}
+
+} // namespace
+
+TEST(BookRecord, BigEndianFieldsAndKeyOrder) {
+    const Book_record r = record(0x0102030405060708ULL, 0x1234, 0xBEEF, 0xCAFEF00D);
+    const unsigned char expected[16] = {1,    2,    3,    4,    5,    6,    7,    8,
+                                        0x12, 0x34, 0xBE, 0xEF, 0xCA, 0xFE, 0xF0, 0x0D};
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(r.bytes()[i], expected[i]) << i;
+    EXPECT_EQ(r.get_learn(), 0xCAFEF00Du);
+    EXPECT_TRUE(record(0x8000000000000000ULL, 0, 0) > record(0x7FFFFFFFFFFFFFFFULL, 0, 0));
+    // Codes outside 1..4 and the top bit are dropped from the move.
+    EXPECT_EQ(record(1, 0x4ABC, 1).get_move().id(), 0x4ABC);
+    EXPECT_EQ(record(1, 0xDABC, 1).get_move().id(), 0x0ABC);
+    EXPECT_EQ(BKmove(Move()).id(), 0x1040);
+    EXPECT_EQ(BKmove(Move(Square(52), Square(60), promo_queen, wpawn, no_piece_t)).id(), bk(52, 60, 4));
+    EXPECT_EQ(BKmove(Move(Square(52), Square(61), promo_knight, wpawn, bknight)).id(), bk(52, 61, 1));
+}
+
+TEST_F(BookFile, MissingEmptyAndShortFiles) {
+    Book missing(path + ".none");
+    try {
+        missing.open();
+        FAIL() << "no exception";
+    } catch (const std::logic_error &e) {
+        EXPECT_EQ(std::string(e.what()), "Book::open() open " + path + ".none failed (1)");
+    }
+    EXPECT_EQ(write({}).get_move(0).id(), 0);
+    Book short_file = write({}, 15);
+    EXPECT_EQ(short_file.get_file_size(), 0);
+    EXPECT_EQ(short_file.get_move(0x7f7f7f7f7f7f7f7fULL).id(), 0);
+    Book trailing = write({record(42, bk(12, 28), 3)}, 10);
+    EXPECT_EQ(trailing.get_file_size(), 16);
+    EXPECT_EQ(trailing.get_move(42).id(), bk(12, 28));
+}
+
+TEST_F(BookFile, ChoiceAmongTheRecordsOfAKey) {
+    Book book = write({record(5, bk(1, 2), 0), record(7, bk(12, 28), 1), record(9, bk(3, 4), 0),
+                       record(9, bk(5, 6), 0), record(11, bk(7, 8), 9)});
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(book.get_move(7).id(), bk(12, 28));
+        EXPECT_EQ(book.get_move(9).id(), 0); // all weights 0: no move
+    }
+    EXPECT_EQ(book.get_move(8).id(), 0);
+}
+
+TEST_F(BookFile, BinarySearchFindsEveryRunOfDuplicates) {
+    // Keys 10, 20, ... with runs of 1 to 4 records, at every file length up to 60 records.
+    std::vector<Book_record> all;
+    for (int k = 1; all.size() < 60; ++k)
+        for (int n = 0; n < 1 + (k * 7) % 4; ++n)
+            all.push_back(record(10 * k, bk(k % 64, n), 1));
+    for (std::size_t len = 1; len <= all.size(); ++len) {
+        Book book = write(std::vector<Book_record>(all.begin(), all.begin() + len));
+        const std::uint64_t last = all[len - 1].get_key();
+        for (std::uint64_t key = 0; key <= last + 10; key += 5) {
+            std::size_t expected = 0;
+            for (std::size_t i = 0; i < len; ++i)
+                expected += all[i].get_key() == key;
+            const std::vector<Book_record> found = book.get_records(key);
+            ASSERT_EQ(found.size(), expected) << "len " << len << " key " << key;
+            for (const Book_record &r : found)
+                EXPECT_EQ(r.get_key(), key);
+        }
+    }
+}
+
+TEST(BKmove, DecodesCastlingPromotionAndOddCodes) {
+    ChessPosition p(tables());
+    p.fen("r3k2r/6P1/8/8/8/8/8/R3K2R w KQkq - 0 1");
+    const Move short_castle = BKmove(bk(4, 7))(p);
+    EXPECT_EQ(short_castle.code(), castling);
+    EXPECT_EQ(short_castle.from_id(), 4);
+    EXPECT_EQ(short_castle.to_id(), 7);
+    EXPECT_EQ(BKmove(bk(4, 0))(p).code(), castling);
+    EXPECT_EQ(BKmove(bk(4, 5))(p).code(), normal_move);
+    EXPECT_EQ(BKmove(bk(54, 63, 4))(p).code(), promo_queen);
+    EXPECT_EQ(BKmove(bk(54, 62, 1))(p).code(), promo_knight);
+    p.fen("r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1");
+    EXPECT_EQ(BKmove(bk(60, 56))(p).code(), castling);
+    p.newgame();
+    for (int code = 5; code <= 7; ++code) {
+        const Move m = BKmove(bk(6, 21, code))(p);
+        EXPECT_EQ(m.code(), normal_move) << code;
+        EXPECT_EQ(m.algebraic(), "g1f3");
+    }
+    EXPECT_EQ(BKmove()(p).word(), 0u);
+}
+
+// The Polyglot book of the gnuchess-book package, when installed, must answer the start position and
+// 1.e4 with ordinary opening moves through the engine's own position keys.
+TEST(RealBook, GnuchessBookAnswersTheOpening) {
+    const std::string name = "/usr/share/games/gnuchess/book.bin";
+    if (!std::ifstream(name))
+        GTEST_SKIP() << "*** SKIPPED: " << name << " not present (install gnuchess-book) ***";
+    Book book(name);
+    book.open();
+    ChessPosition p(tables());
+    p.newgame();
+    Hasher<1> hasher(tables());
+    hasher.init(&p);
+    ASSERT_EQ(hasher.hash(), 0x463b96181691fc9cULL);
+    std::set<std::string> moves;
+    for (const Book_record &r : book.get_records(hasher.hash()))
+        moves.insert(r.get_move()(p).algebraic());
+    for (const char *m : {"e2e4", "d2d4", "c2c4", "g1f3"})
+        EXPECT_TRUE(moves.count(m)) << m;
+    const std::set<std::string> first_moves = {"a2a3", "a2a4", "b2b3", "b2b4", "c2c3", "c2c4", "d2d3",
+                                               "d2d4", "e2e3", "e2e4", "f2f3", "f2f4", "g2g3", "g2g4",
+                                               "h2h3", "h2h4", "b1a3", "b1c3", "g1f3", "g1h3"};
+    for (const std::string &m : moves)
+        EXPECT_TRUE(first_moves.count(m)) << m;
+    EXPECT_NE(book.get_move(hasher.hash()).id(), 0);
+
+    p.make_move(p.convert_to_move("e2e4"));
+    hasher.init(&p);
+    ASSERT_EQ(hasher.hash(), 0x823c9b50fd114196ULL);
+    const Move reply = book.get_move(hasher.hash())(p);
+    EXPECT_TRUE(reply.piece().black_piece() && !reply.empty()) << reply.algebraic();
+}
