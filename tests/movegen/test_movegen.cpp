@@ -109,7 +109,9 @@ TEST(MoveGenerator, CheckFlags) {
     EXPECT_TRUE(castle_check.find("e1c1") && castle_check.find("e1c1")->check()); // rook on d1 checks d8
     Generated disc("4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1");
     for (const Move &m : disc.list)
-        if (m.piece_id() == wknight) EXPECT_TRUE(m.check()) << m.algebraic();
+        if (m.piece_id() == wknight) {
+            EXPECT_TRUE(m.check()) << m.algebraic();
+        }
     // En passant: the capturing pawn leaves e5 and opens the bishop's diagonal to h8.
     Generated ep2("7k/8/8/3pP3/8/8/8/B3K3 w - d6 0 1");
     ASSERT_NE(ep2.find("e5d6"), nullptr);

@@ -1,0 +1,67 @@
+// Process entry: the console reader thread, the engine and the polling loop that joins them.
+#include <cerrno>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+#include "engine/communicator.h"
+#include "engine/console_input.h"
+#include "engine/engine.h"
+
+namespace {
+void pause_5ms() {
+    timespec wait{0, 5000000}, rest{0, 0};
+    while (nanosleep(&wait, &rest) == -1 && errno == EINTR)
+        wait = rest;
+}
+
+void answer_uci() {
+    static const char *const lines[] = {
+        "id name Dravnik 0.40.1",
+        "id author Harvenlo",
+        "option name Hash type spin default 128 min 6 max 4096",
+        "option name Threads type spin default 1 min 1 max 2",
+        "option name Ponder type check default true",
+        "option name OwnBook type check default false",
+        "option name UCI_LimitStrength type check default false",
+        "option name UCI_Elo type spin default 2000 min 1500 max 2200",
+        "option name UCI_Chess960 type check default false",
+        "option name MultiPV type spin default 1 min 1 max 256",
+        "option name Debug type check default false",
+        "uciok",
+    };
+    for (const char *line : lines)
+        std::cout << line << std::endl;
+}
+} // namespace
+
+int main() {
+    std::ofstream engine_log;
+    Communicator engine_side;
+    Communicator console_side;
+    ConsoleInput input(console_side);
+    std::thread console_thread(std::ref(input));
+    {
+        Engine engine(engine_side, engine_log);
+        for (;;) {
+            const std::string line = console_side.from_interface();
+            if (line == "uci") { // answered at once, without the pause
+                answer_uci();
+                continue;
+            }
+            if (line == "quit") break;
+            if (!line.empty()) engine_side.to_engine(line);
+            engine.from_console();
+            engine.to_console();
+            // One line per pass: the output is deliberately paced by the loop.
+            const std::string out = engine_side.from_engine();
+            if (!out.empty()) std::cout << out << std::endl;
+            pause_5ms();
+        }
+        console_thread.join();
+        engine_side.to_engine("quit");
+        engine.from_console();
+    }
+    return 0;
+}

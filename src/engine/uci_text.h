@@ -1,0 +1,41 @@
+// Pure text helpers of the UCI front end: parsing of "go" and "setoption", formatting of "info" lines.
+#ifndef DRAVNIK_ENGINE_UCI_TEXT_H
+#define DRAVNIK_ENGINE_UCI_TEXT_H
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "board/chessposition.h"
+
+// Times not given are held as 2^40 ms.
+constexpr std::uint64_t not_given_ms = 1ULL << 40;
+
+struct GoCommand {
+    std::uint64_t wtime = not_given_ms, btime = not_given_ms, winc = 0, binc = 0;
+    std::uint64_t movetime = not_given_ms;
+    int movestogo = 40;
+    int depth = 102;
+    std::int64_t nodes = std::int64_t(1) << 62;
+    bool infinite = false, ponder = false;
+    int perft = 0; // "go perft N": count the move tree instead of searching
+    std::vector<Move> searchmoves;
+};
+
+// Reads the words after "go"; stops at the end or at the first word that is no sub-keyword.
+GoCommand parse_go(std::istringstream &words, const ChessPosition &pos);
+
+struct SetOption {
+    bool valid = false;
+    std::string name;  // as written
+    std::string value; // the rest of the line after "value"
+};
+SetOption parse_setoption(std::istringstream &words);
+// Option names compare case-insensitively.
+bool equal_options(std::string a, std::string b);
+
+// " score cp N" or " score mate N" with the engine's mate-distance conversion.
+std::string score_text(int score);
+
+#endif

@@ -1,0 +1,73 @@
+"""A minimal UCI peer for end-to-end tests: starts the engine and exchanges lines with time-outs."""
+import os
+import select
+import subprocess
+import sys
+import time
+
+
+class Engine:
+    def __init__(self, binary, cwd=None):
+        self.proc = subprocess.Popen([binary], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                     stderr=subprocess.PIPE, cwd=cwd, bufsize=0)
+        self._buffer = b""
+
+    def send(self, line):
+        self.proc.stdin.write((line + "\n").encode())
+        self.proc.stdin.flush()
+
+    def readline(self, timeout=10.0):
+        """The next output line, or None when none arrives within the time-out."""
+        deadline = time.monotonic() + timeout
+        while b"\n" not in self._buffer:
+            left = deadline - time.monotonic()
+            if left <= 0:
+                return None
+            ready, _, _ = select.select([self.proc.stdout], [], [], left)
+            if not ready:
+                return None
+            chunk = os.read(self.proc.stdout.fileno(), 65536)
+            if not chunk:
+                return None
+            self._buffer += chunk
+        line, self._buffer = self._buffer.split(b"\n", 1)
+        return line.decode()
+
+    def expect(self, predicate, timeout=10.0):
+        """Lines up to and including the first that satisfies the predicate; fails on a time-out."""
+        lines = []
+        deadline = time.monotonic() + timeout
+        while True:
+            line = self.readline(max(0.0, deadline - time.monotonic()))
+            if line is None:
+                raise AssertionError("no expected line within %.1f s; got %r" % (timeout, lines[-10:]))
+            lines.append(line)
+            if predicate(line):
+                return lines
+
+    def isready(self, timeout=10.0):
+        self.send("isready")
+        return self.expect(lambda l: l == "readyok", timeout)
+
+    def quit(self, timeout=10.0):
+        self.send("quit")
+        try:
+            return self.proc.wait(timeout)
+        except subprocess.TimeoutExpired:
+            self.proc.kill()
+            raise AssertionError("engine did not quit")
+
+
+def main(tests):
+    """Runs test functions taking the binary path; prints a summary line ctest can read."""
+    binary = sys.argv[1]
+    failed = 0
+    for test in tests:
+        try:
+            test(binary)
+            print("PASS", test.__name__)
+        except Exception as e:  # report every failure, keep going
+            failed += 1
+            print("FAIL", test.__name__, "-", e)
+    print("%d passed, %d failed" % (len(tests) - failed, failed))
+    sys.exit(1 if failed else 0)
