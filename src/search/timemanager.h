@@ -1,0 +1,133 @@
+// Clock limits of one search: when to stop, how much time is left, how far into the target we are.
+#ifndef DRAVNIK_SEARCH_TIMEMANAGER_H
+#define DRAVNIK_SEARCH_TIMEMANAGER_H
+
+#include <chrono>
+#include <cstdint>
+
+// A time that was not given is held as 2^40 ms.
+constexpr std::uint64_t time_not_given = 1ULL << 40;
+
+class Timer {
+  public:
+    Timer() = default;
+    void start() {
+        m_stopped = false;
+        m_start = std::chrono::system_clock::now();
+    }
+    void stop() {
+        if (m_stopped) return;
+        m_stopped = true;
+        m_accumulated +=
+            std::chrono::duration<double, std::nano>(std::chrono::system_clock::now() - m_start).count();
+        ++m_stops;
+    }
+    void clear() {
+        m_accumulated = 0;
+        m_stops = 0;
+        m_stopped = true;
+    }
+    double nanoseconds() const { return m_accumulated; }
+    // The running total including the current run, without stopping the timer.
+    double elapsed_ns() const {
+        return m_accumulated +
+               (m_stopped
+                    ? 0.0
+                    : std::chrono::duration<double, std::nano>(std::chrono::system_clock::now() - m_start)
+                          .count());
+    }
+    bool stopped() const { return m_stopped; }
+    int stops() const { return m_stops; }
+
+  private:
+    std::chrono::system_clock::time_point m_start{};
+    double m_accumulated = 0;
+    int m_stops = 0;
+    bool m_stopped = true;
+};
+
+class Duration {
+  public:
+    using seconds_t = std::chrono::duration<double>;
+    Duration() = default;
+    explicit Duration(seconds_t d) : m_d(d) {}
+    static Duration from_nanoseconds(long long n) { return Duration(seconds_t(n * 1e-9)); }
+    static Duration from_milliseconds(long long n) { return Duration(seconds_t(n * 1e-3)); }
+    static Duration from_centiseconds(long long n) { return Duration(seconds_t(n * 1e-2)); }
+    static Duration from_minutes(long long n) { return Duration(seconds_t(n * 60.0)); }
+    static Duration from_seconds(double s) { return Duration(seconds_t(s)); }
+    Duration &operator+=(const Duration &o) {
+        m_d += o.m_d;
+        return *this;
+    }
+    Duration &operator-=(const Duration &o) {
+        m_d -= o.m_d;
+        return *this;
+    }
+    bool operator==(const Duration &o) const { return m_d == o.m_d; }
+    bool operator!=(const Duration &o) const { return m_d != o.m_d; }
+    double nanoseconds() const { return m_d.count() * 1e9; }
+    double microseconds() const { return m_d.count() * 1e6; }
+    double milliseconds() const { return m_d.count() * 1e3; }
+    double centiseconds() const { return m_d.count() * 1e2; }
+    double seconds() const { return m_d.count(); }
+    double minutes() const { return m_d.count() / 60.0; }
+
+  private:
+    seconds_t m_d{0};
+};
+inline Duration operator+(Duration a, const Duration &b) { return a += b; }
+inline Duration operator-(Duration a, const Duration &b) { return a -= b; }
+
+class TimeManager {
+  public:
+    TimeManager() { reset(); }
+    void reset(); // every limit to "not given"; the lag is kept
+    void start() {
+        m_timer.clear();
+        m_timer.start();
+    }
+
+    void set_wtime(std::uint64_t ms) { m_wtime = ms; }
+    void set_btime(std::uint64_t ms) { m_btime = ms; }
+    void set_winc(std::uint64_t ms) { m_winc = ms; }
+    void set_binc(std::uint64_t ms) { m_binc = ms; }
+    void set_movetime(std::uint64_t ms) { m_movetime = ms == 0 ? 1 : ms; }
+    void set_movestogo(int n) { m_movestogo = n <= 0 ? 30 : n; }
+    void set_mate(int n) { m_mate = n; }
+    void set_lag(int ms) { m_lag = ms; }
+    void set_infinite(bool on) { m_infinite = on; }
+    void set_pondering(bool on) { m_pondering = on; }
+    void ponderhit() { m_pondering = false; }
+    void set_white_to_move(bool on) { m_white_to_move = on; }
+    void stop_timer() { m_timer.stop(); }
+
+    bool infinite() const { return m_infinite; }
+    bool pondering() const { return m_pondering; }
+    std::uint64_t movetime() const { return m_movetime; }
+    int movestogo() const { return m_movestogo; }
+    int lag() const { return m_lag; }
+
+    bool time_to_move();
+    int remaining_time();
+    int percentage();
+    // Elapsed milliseconds of the running search.
+    std::uint64_t elapsed_ms();
+    // The time after which a search must end whatever happens: the move time when one is set, the hard
+    // limit of a clock search, or "not given" (infinite, pondering, no clock).
+    std::uint64_t hard_limit_ms() const;
+    // The planned time of a clock search (or the move time); "not given" when there is none.
+    std::uint64_t target_ms() const;
+
+  private:
+    std::uint64_t base_share() const;
+
+    int m_movestogo;
+    int m_mate;
+    int m_lag = 200;
+    std::uint64_t m_wtime, m_btime, m_winc, m_binc, m_movetime;
+    bool m_infinite, m_pondering, m_white_to_move = true;
+    Timer m_timer;
+};
+
+#endif
