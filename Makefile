@@ -27,9 +27,7 @@ test-sanitize:
 	cd $(SANITIZE_DIR) && UBSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 
 bench: release
-	./$(RELEASE_DIR)/bench_perft
-	@echo
-	@printf 'bench\nquit\n' | ./$(RELEASE_DIR)/dravnik
+	./tools/bench.sh $(RELEASE_DIR)
 
 perft-full: release
 	DRAVNIK_PERFT_FULL=1 ./$(RELEASE_DIR)/tests/test_movegen --gtest_filter='Perft*'
