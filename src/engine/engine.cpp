@@ -1,8 +1,10 @@
 #include "engine/engine.h"
 
+#include <iostream>
 #include <sstream>
 #include <stdexcept>
 
+#include "eval/evaluation.h"
 #include "movegen/perft.h"
 
 Engine::Engine(Communicator &comm, std::ofstream &log)
@@ -40,6 +42,10 @@ void Engine::dispatch(const std::string &line) {
     if (command == "ucinewgame") {
         m_position.newgame();
         m_position_command.clear();
+    } else if (command == "eval") {
+        Evaluation evaluation(m_position, m_tables);
+        evaluation.static_eval();
+        std::cout << evaluation.report() << std::flush;
     } else if (command == "position") {
         cmd_position(line);
     } else if (command == "go") {

@@ -2,6 +2,7 @@
 #ifndef DRAVNIK_SEARCH_TIMEMANAGER_H
 #define DRAVNIK_SEARCH_TIMEMANAGER_H
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -126,7 +127,9 @@ class TimeManager {
     int m_mate;
     int m_lag = 200;
     std::uint64_t m_wtime, m_btime, m_winc, m_binc, m_movetime;
-    bool m_infinite, m_pondering, m_white_to_move = true;
+    // The front end clears these while a ponder or infinite search runs.
+    std::atomic<bool> m_infinite{false}, m_pondering{false};
+    bool m_white_to_move = true;
     Timer m_timer;
 };
 

@@ -88,6 +88,17 @@ def test_malformed_input_keeps_the_engine_serving(binary):
     assert e.quit() == 0
 
 
+def test_eval_report(binary):
+    e = Engine(binary)
+    e.send("position startpos")
+    e.send("eval")
+    lines = e.expect(lambda l: l.startswith("Total score: "))
+    assert len(lines) == 47 + 2, len(lines)
+    assert lines[0].startswith("material") and lines[46].startswith("stm") and lines[47] == ""
+    assert lines[-1] == "Total score: 14     (white's point of view)", lines[-1]
+    assert e.quit() == 0
+
+
 if __name__ == "__main__":
     main([test_handshake_and_quit, test_perft_divide, test_incremental_position,
-          test_malformed_input_keeps_the_engine_serving])
+          test_malformed_input_keeps_the_engine_serving, test_eval_report])
