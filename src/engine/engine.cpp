@@ -1,22 +1,63 @@
 #include "engine/engine.h"
 
+#include <iomanip>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
 
-#include "eval/evaluation.h"
 #include "movegen/perft.h"
 
+namespace {
+const char *const book_paths[] = {"/usr/local/games/dravnik.files/Dravnik.bin",
+                                  "/usr/games/dravnik.files/Dravnik.bin", "Dravnik.bin"};
+
+int clock_log_id() {
+    return static_cast<int>(std::chrono::system_clock::now().time_since_epoch().count() & 0x1ff);
+}
+} // namespace
+
 Engine::Engine(Communicator &comm, std::ofstream &log)
-    : m_comm(comm), m_tables(), m_position(m_tables), m_hasher(m_tables), m_generator(m_tables), m_log(log),
-      m_start(std::chrono::system_clock::now()),
-      m_log_id(static_cast<int>(std::chrono::system_clock::now().time_since_epoch().count() & 0x1ff)) {
+    : m_comm(comm), m_tables(), m_position(m_tables), m_analysis(m_position, m_tables), m_hasher(m_tables),
+      m_generator(m_tables), m_log(log), m_start(std::chrono::system_clock::now()), m_log_id(clock_log_id()) {
+    m_book_available = false;
+    for (const char *path : book_paths) {
+        try {
+            m_book.set_name(path);
+            m_book.open();
+            m_book_available = true;
+            break;
+        } catch (const std::logic_error &) {
+            // not there: try the next place
+        }
+    }
     m_position.newgame();
+    m_analysis.init(m_position);
+    m_search_thread = std::thread(std::ref(m_analysis));
+}
+
+Engine::~Engine() {
+    set_threads(1);
+    m_analysis.quit();
+    if (m_search_thread.joinable()) m_search_thread.join();
 }
 
 void Engine::send(const std::string &line) {
     m_comm.to_interface(line);
     m_log << "engine -> " << line << std::endl;
+}
+
+void Engine::set_action(Analysis &a, int action) {
+    // Waiting until the search thread has taken the action keeps a late "finished" from overwriting the
+    // status the engine sets afterwards.
+    if (action == 1) {
+        a.set_action(1);
+        while (a.get_action() != 0)
+            std::this_thread::yield();
+    } else if (action == 2) {
+        a.set_action(2);
+        while (a.get_action() != 0 || a.get_status() == 1)
+            std::this_thread::yield();
+    }
 }
 
 void Engine::from_console() {
@@ -31,7 +72,10 @@ void Engine::from_console() {
         dispatch(m_current_line);
     } catch (const std::exception &e) {
         m_log << "error: " << e.what() << std::endl;
-        info_string(std::string("error: ") + e.what());
+        std::string text = e.what();
+        for (char &c : text)
+            if (c == '\n') c = ' ';
+        info_string("error: " + text);
     }
 }
 
@@ -39,25 +83,78 @@ void Engine::dispatch(const std::string &line) {
     std::istringstream words(line);
     std::string command;
     words >> command;
-    if (command == "ucinewgame") {
-        m_position.newgame();
-        m_position_command.clear();
-    } else if (command == "eval") {
-        Evaluation evaluation(m_position, m_tables);
-        evaluation.static_eval();
-        std::cout << evaluation.report() << std::flush;
-    } else if (command == "position") {
+    if (command == "ucinewgame")
+        cmd_ucinewgame();
+    else if (command == "eval")
+        cmd_eval();
+    else if (command == "bench")
+        cmd_bench();
+    else if (command == "usermove")
+        cmd_usermove(words);
+    else if (command == "position")
         cmd_position(line);
-    } else if (command == "go") {
+    else if (command == "go")
         cmd_go(words);
-    } else if (command == "isready") {
+    else if (command == "ponderhit") {
+        if (m_search_mode == 2) {
+            m_analysis.time_manager().ponderhit();
+            if (m_helper) m_helper->time_manager().ponderhit();
+            m_search_mode = 1;
+        }
+    } else if (command == "setoption")
+        cmd_setoption(words);
+    else if (command == "isready")
         send("readyok");
-    }
+    else if (command == "stop")
+        cmd_stop();
+    else if (command == "quit")
+        cmd_quit();
+}
+
+void Engine::cmd_ucinewgame() {
+    if (m_analysis.get_status() == 1) cmd_stop();
+    m_position.newgame();
+    m_analysis.init(m_position);
+    m_analysis.clear();
+    m_analysis.clear_history();
+    m_position_command.clear();
+}
+
+void Engine::cmd_eval() {
+    m_analysis.init(m_position);
+    m_analysis.static_eval();
+    std::cout << m_analysis.static_eval_report() << std::flush;
+}
+
+void Engine::cmd_usermove(std::istringstream &words) {
+    std::string text;
+    if (!(words >> text)) throw std::logic_error("usermove: a move is needed");
+    if (m_analysis.get_status() == 1) cmd_stop();
+    m_position.make_move(m_position.convert_to_move(text));
+    m_analysis.init(m_position);
+    reset_limits();
+}
+
+void Engine::reset_limits() {
+    m_analysis.set_depth(101);
+    TimeManager &t = m_analysis.time_manager();
+    t.set_movestogo(999);
+    t.set_movetime(time_not_given);
+    t.set_infinite(false);
+    t.set_pondering(false);
+    m_analysis.set_searchmoves({});
 }
 
 void Engine::cmd_position(const std::string &raw) {
+    if (m_analysis.get_status() == 1 || m_search_mode != 0) {
+        // A new position ends the running search; its move is no longer wanted.
+        set_action(m_analysis, 2);
+        stop_helper();
+        m_analysis.set_status(0);
+        m_search_mode = 0;
+    }
     std::string line = raw;
-    while (!line.empty() && (line.back() == ' ' || line.back() == '\t' || line.back() == '\r'))
+    while (!line.empty() && (line.back() == ' ' || line.back() == '\t'))
         line.pop_back();
     const std::size_t cut = line.find_last_of(' ');
     const std::string head = cut == std::string::npos ? "" : line.substr(0, cut);
@@ -66,10 +163,12 @@ void Engine::cmd_position(const std::string &raw) {
         // The previous command plus one move: only that move is made.
         m_position_command = line;
         m_position.make_move(m_position.convert_to_move(last));
-        return;
+    } else {
+        m_position_command = line;
+        parse_position(line);
     }
-    m_position_command = line;
-    parse_position(line);
+    m_analysis.init(m_position);
+    reset_limits();
 }
 
 void Engine::parse_position(const std::string &line) {
@@ -92,10 +191,14 @@ void Engine::parse_position(const std::string &line) {
             fen += (fen.empty() ? "" : " ") + words[i];
         next.fen(fen);
     } else {
+        m_position_command.clear();
         throw std::logic_error("position: startpos, testpos or fen expected");
     }
     const std::string error = next.setup_error();
-    if (!error.empty()) throw std::logic_error("position rejected: " + error);
+    if (!error.empty()) {
+        m_position_command.clear();
+        throw std::logic_error("position rejected: " + error);
+    }
     m_position = next;
     if (i < words.size() && words[i] == "moves") {
         for (++i; i < words.size(); ++i) {
@@ -110,15 +213,12 @@ void Engine::parse_position(const std::string &line) {
 }
 
 void Engine::cmd_go(std::istringstream &words) {
-    std::string word;
-    if (words >> word && word == "perft") {
-        int depth = 0;
-        if (!(words >> depth) || depth < 1)
-            throw std::logic_error("go perft: a depth of 1 or more is needed");
+    GoCommand go = parse_go(words, m_position);
+    if (go.perft > 0) {
         ChessPosition copy = m_position;
         // An empty message means "nothing queued", so the blank line travels in front of the total.
         std::string pending;
-        for (const std::string &line : perft_divide(copy, m_generator, depth, m_chess960)) {
+        for (const std::string &line : perft_divide(copy, m_generator, go.perft, m_chess960)) {
             if (line.empty()) {
                 pending = "\n";
                 continue;
@@ -126,7 +226,261 @@ void Engine::cmd_go(std::istringstream &words) {
             m_comm.to_interface(pending + line);
             pending.clear();
         }
+        return;
+    }
+    if (m_search_mode == 1) {
+        m_log << "Error: received go while already thinking" << std::endl;
+        return;
+    }
+    if (m_search_mode != 0 || m_analysis.get_status() != 0) {
+        // A ponder or infinite search the GUI did not stop: end it quietly before the new one.
+        set_action(m_analysis, 2);
+        stop_helper();
+        m_analysis.set_status(0);
+        m_search_mode = 0;
+    }
+    // Positions the search cannot play are answered at once.
+    MoveList legal;
+    if (m_position.setup_error().empty()) m_generator.generate_moves(m_position, legal);
+    if (legal.size() == 0) {
+        send("bestmove 0000");
+        return;
+    }
+    if (m_ownbook && m_book_available && m_position.history().size() < 25) {
+        m_hasher.init(&m_position);
+        const BKmove bk = m_book.get_move(m_hasher.hash());
+        if (bk.id() != 0) {
+            const Move m = bk(m_position);
+            for (const Move &l : legal)
+                if (l == m) { // a book move is played only when it is legal here
+                    send("bestmove " + m.algebraic(m_chess960));
+                    return;
+                }
+        }
+    }
+    start_search(go);
+}
+
+void Engine::start_search(const GoCommand &go) {
+    m_search_mode = go.infinite ? 3 : go.ponder ? 2 : 1;
+    Analysis *searches[2] = {&m_analysis, m_helper.get()};
+    for (Analysis *a : searches) {
+        if (!a) continue;
+        a->init(m_position);
+        TimeManager &t = a->time_manager();
+        t.reset();
+        t.set_wtime(go.wtime);
+        t.set_btime(go.btime);
+        t.set_winc(go.winc);
+        t.set_binc(go.binc);
+        t.set_movetime(go.movetime == not_given_ms ? time_not_given : go.movetime);
+        t.set_movestogo(go.movestogo);
+        t.set_infinite(go.infinite);
+        t.set_pondering(go.ponder);
+        t.set_white_to_move(m_position.white_to_move());
+        a->set_depth(go.depth);
+        a->set_nodes(static_cast<std::uint64_t>(go.nodes));
+        a->set_searchmoves(go.searchmoves);
+    }
+    m_reported_version = 0;
+    set_action(m_analysis, 1);
+    if (m_helper) set_action(*m_helper, 1);
+}
+
+void Engine::stop_helper() {
+    if (!m_helper) return;
+    set_action(*m_helper, 2);
+    m_helper->set_status(0);
+}
+
+void Engine::cmd_stop() {
+    if (m_search_mode == 0) return;
+    set_action(m_analysis, 2);
+    stop_helper();
+    m_search_mode = 0;
+    while (m_analysis.get_status() == 1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    report_new_version(m_analysis, true);
+    send_bestmove(m_analysis);
+    m_analysis.set_status(0);
+}
+
+void Engine::send_bestmove(Analysis &a) {
+    const Move best = a.best_move();
+    const Move ponder = a.pondermove();
+    std::string line = "bestmove " + best.algebraic(m_chess960);
+    if (!best.empty()) {
+        m_position.make_move(best);
+        if (!ponder.empty()) line += " ponder " + ponder.algebraic(m_chess960);
+    }
+    send(line);
+}
+
+void Engine::cmd_setoption(std::istringstream &words) {
+    const SetOption opt = parse_setoption(words);
+    if (!opt.valid) return;
+    std::istringstream value(opt.value);
+    const bool on = opt.value == "true";
+    long long n = 0;
+    const bool numeric = static_cast<bool>(value >> n);
+    if (equal_options(opt.name, "Hash")) {
+        if (!numeric || n <= 0) return;
+        if (m_search_mode != 0) cmd_stop();
+        try {
+            m_analysis.set_hash_size(static_cast<int>(n > 1000000 ? 1000000 : n));
+            m_hash_mb = static_cast<int>(n);
+        } catch (const std::exception &e) {
+            info_string(std::string("Hash unchanged: ") + e.what());
+        }
+    } else if (equal_options(opt.name, "Threads")) {
+        if (!numeric) return;
+        if (m_search_mode != 0) cmd_stop();
+        const unsigned long long u = static_cast<unsigned long long>(n);
+        set_threads(u == 0 ? 1 : u >= 2 ? 2 : 1);
+    } else if (equal_options(opt.name, "Ponder")) {
+        m_ponder = on;
+    } else if (equal_options(opt.name, "OwnBook")) {
+        m_ownbook = on && m_book_available;
+    } else if (equal_options(opt.name, "UCI_LimitStrength")) {
+        m_analysis.set_uci_limitstrength(on);
+    } else if (equal_options(opt.name, "UCI_Elo")) {
+        if (numeric)
+            m_analysis.set_uci_elo(static_cast<int>(n < -100000 ? -100000 : n > 100000 ? 100000 : n));
+    } else if (equal_options(opt.name, "UCI_Chess960")) {
+        m_chess960 = on;
+        m_position.set_chess960(on);
+    } else if (equal_options(opt.name, "MultiPV")) {
+        if (!numeric) return;
+        const unsigned long long u = static_cast<unsigned long long>(n);
+        m_multipv_option = u == 0 ? 1 : u >= 50 ? 50 : static_cast<int>(u);
+        m_analysis.set_multipv(static_cast<unsigned>(m_multipv_option));
+        if (m_helper) m_helper->set_multipv(static_cast<unsigned>(m_multipv_option));
+    } else if (equal_options(opt.name, "Debug")) {
+        m_debug = on;
+        m_analysis.set_log(on);
+        if (m_log.good() && !on)
+            m_log.close();
+        else if (!m_log.good() && on) {
+            m_log.clear();
+            m_log.open("uci_eng_" + std::to_string(m_log_id) + ".log");
+        }
     }
 }
 
-void Engine::to_console() {}
+void Engine::set_threads(unsigned n) {
+    m_threads = n;
+    if (n >= 2 && !m_helper) {
+        m_helper_position = std::make_unique<ChessPosition>(m_position);
+        m_helper = std::make_unique<Analysis>(m_analysis, *m_helper_position);
+        m_helper->set_multipv(static_cast<unsigned>(m_multipv_option));
+        m_helper_thread = std::thread(std::ref(*m_helper));
+    } else if (n < 2 && m_helper) {
+        stop_helper();
+        m_helper->quit();
+        if (m_helper_thread.joinable()) m_helper_thread.join();
+        m_helper.reset();
+        m_helper_position.reset();
+    }
+}
+
+void Engine::cmd_quit() {
+    set_action(m_analysis, 2);
+    stop_helper();
+    m_analysis.quit();
+}
+
+void Engine::cmd_bench() {
+    static const char *const fens[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+                                       "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w - - 0 1",
+                                       "r2q2k1/pp1rbppp/4pn2/2P5/1P3B2/6P1/P3QPBP/1R3RK1 w - - 0 1"};
+    if (m_search_mode != 0) cmd_stop();
+    std::uint64_t total_nodes = 0;
+    double total_time = 0;
+    ChessPosition pos(m_tables);
+    for (const char *fen : fens) {
+        pos.fen(fen);
+        m_analysis.init(pos);
+        m_analysis.clear();
+        m_analysis.clear_history();
+        reset_limits();
+        m_analysis.time_manager().reset();
+        m_analysis.set_depth(12);
+        std::cout << "position: " << fen << "\t" << std::flush;
+        const auto t0 = std::chrono::steady_clock::now();
+        m_analysis.iterative_search();
+        const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        const std::uint64_t nodes = m_analysis.get_node_count();
+        total_nodes += nodes;
+        total_time += secs;
+        std::cout << "  depth=12  nps=" << static_cast<std::uint64_t>(secs > 0 ? nodes / secs : 0)
+                  << "  nodes=" << nodes << "  time=" << secs << "  ebf=" << m_analysis.get_ebf()
+                  << "  eval=" << m_analysis.eval() << "  bestmove "
+                  << m_analysis.best_move().algebraic(m_chess960) << std::endl;
+    }
+    std::cout << "-------------------------------------\n"
+              << "nodes: \t" << total_nodes << "\n"
+              << "time: \t" << total_time << "\n"
+              << "nps:  \t" << static_cast<std::uint64_t>(total_time > 0 ? total_nodes / total_time : 0)
+              << "\n"
+              << "-------------------------------------" << std::endl;
+    m_analysis.init(m_position);
+}
+
+bool Engine::report_new_version(Analysis &a, bool final_report) {
+    MultiPV copy;
+    {
+        std::lock_guard<std::mutex> lock(a.mutex());
+        copy = a.mpv();
+    }
+    if (copy.version() <= m_reported_version) return false;
+    m_reported_version = final_report ? copy.version() : m_reported_version + 1;
+    m_reported_number = copy.number();
+    m_reported.assign(copy.begin(), copy.end());
+    send_info(a);
+    return true;
+}
+
+void Engine::to_console() {
+    const int status = m_analysis.get_status();
+    if (status == 1) {
+        report_new_version(m_analysis, false);
+    } else if (status == 2) {
+        report_new_version(m_analysis, true);
+        if (m_search_mode == 1) {
+            m_search_mode = 0;
+            stop_helper();
+            m_analysis.set_status(0);
+            send_hashfull(m_analysis);
+            m_current_line.clear();
+            const Move best = m_analysis.best_move();
+            if (!best.empty()) m_position_command += " " + best.algebraic(m_chess960);
+            send_bestmove(m_analysis);
+        }
+    }
+}
+
+void Engine::send_info(Analysis &a) {
+    const int depth = a.get_iteration();
+    const std::uint64_t nodes = a.get_node_count();
+    const double ns = static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                              std::chrono::system_clock::now() - a.get_start_time())
+                                              .count());
+    const std::uint64_t ms = static_cast<std::uint64_t>(ns / 1e9 * 1000);
+    if (ms == 0) return;
+    const std::uint64_t nps = nodes / ms * 1000;
+    for (std::size_t i = 0; i < m_reported.size(); ++i) {
+        const PrincipalVariation &pv = m_reported[i];
+        std::string line =
+            "info depth " + std::to_string(depth) + " seldepth " + std::to_string(a.get_seldepth());
+        if (m_reported_number > 1) line += " multipv " + std::to_string(i + 1);
+        line += score_text(pv.score()) + " time " + std::to_string(ms) + " nodes " + std::to_string(nodes) +
+                " nps " + std::to_string(nps) + " pv ";
+        for (const Move &m : pv)
+            line += m.algebraic(m_chess960) + " ";
+        send(line);
+    }
+}
+
+void Engine::send_hashfull(Analysis &a) {
+    send("info hashfull " + std::to_string(m_tables.tt().hashfull(a.get_date())));
+}

@@ -1,50 +1,93 @@
-// The engine behind the console: interprets UCI commands and reports on the search.
+// The engine behind the console: interprets UCI commands, runs the search threads and reports on them.
 #ifndef DRAVNIK_ENGINE_ENGINE_H
 #define DRAVNIK_ENGINE_ENGINE_H
 
 #include <chrono>
 #include <fstream>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "board/chessposition.h"
 #include "board/hasher.h"
+#include "book/book.h"
 #include "engine/communicator.h"
-#include "movegen/board_tables.h"
+#include "engine/uci_text.h"
 #include "movegen/movegenerator.h"
+#include "search/analysis.h"
+#include "search/pv.h"
+#include "search/tables.h"
 
 class Engine {
   public:
     Engine(Communicator &comm, std::ofstream &log);
+    ~Engine();
     Engine(const Engine &) = delete;
     Engine &operator=(const Engine &) = delete;
 
     // Takes at most one pending command from the queue and acts on it.
     void from_console();
-    // Looks at the running search and queues its report lines.
+    // Looks at the running search and queues its report lines (at most one update per call).
     void to_console();
-
-    const ChessPosition &position() const { return m_position; }
 
   private:
     void dispatch(const std::string &line);
+    void cmd_ucinewgame();
+    void cmd_eval();
+    void cmd_bench();
+    void cmd_usermove(std::istringstream &words);
     void cmd_position(const std::string &line);
     void cmd_go(std::istringstream &words);
+    void cmd_stop();
+    void cmd_setoption(std::istringstream &words);
+    void cmd_quit();
+    void parse_position(const std::string &line);
+    void reset_limits();
+    void start_search(const GoCommand &go);
+    void stop_helper();
+    void set_threads(unsigned n);
+    // 1: start a search and wait until it runs; 2: stop it and wait until it no longer runs.
+    static void set_action(Analysis &a, int action);
+
     void send(const std::string &line);
     void info_string(const std::string &text) { send("info string " + text); }
-    void parse_position(const std::string &line);
+    void send_info(Analysis &a);
+    void send_hashfull(Analysis &a);
+    void send_bestmove(Analysis &a);
+    bool report_new_version(Analysis &a, bool final_report);
 
     Communicator &m_comm;
-    BoardTables m_tables;
+    Tables m_tables;
     ChessPosition m_position;
+    Analysis m_analysis;
+    std::thread m_search_thread;
+    // The second search thread ("Threads" 2): its own position copy and search, sharing the tables.
+    std::unique_ptr<ChessPosition> m_helper_position;
+    std::unique_ptr<Analysis> m_helper;
+    std::thread m_helper_thread;
     Hasher<1> m_hasher;
     MoveGenerator m_generator;
     std::ofstream &m_log;
     std::chrono::system_clock::time_point m_start;
     int m_log_id;
+
     std::string m_current_line;
     std::string m_position_command; // the last "position" line, extended by the engine's own moves
+    int m_search_mode = 0;          // 0 idle, 1 normal, 2 ponder, 3 infinite
+    bool m_ownbook = false;
     bool m_chess960 = false;
+    bool m_ponder = true;
+    bool m_debug = false;
+    int m_hash_mb = 128;
+    unsigned m_threads = 1;
+    int m_multipv_option = 1;
+    bool m_book_available = true;
+
+    int m_reported_number = 1; // MultiPV number of the last reported copy
+    int m_reported_version = 0;
+    std::vector<PrincipalVariation> m_reported;
+    Book m_book;
 };
 
 #endif

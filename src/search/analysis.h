@@ -1,0 +1,173 @@
+// The search object: one per search thread. Iterative deepening with aspiration windows over a principal
+// variation search with null move, reductions, pruning near the leaves and a capture search.
+#ifndef DRAVNIK_SEARCH_ANALYSIS_H
+#define DRAVNIK_SEARCH_ANALYSIS_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <fstream>
+#include <mutex>
+#include <vector>
+
+#include "board/chessposition.h"
+#include "eval/evaluation.h"
+#include "movegen/movegenerator.h"
+#include "search/ordering_tables.h"
+#include "search/pv.h"
+#include "search/tables.h"
+#include "search/timemanager.h"
+#include "search/transposition.h"
+
+// Aspiration window after an iteration: returns true when the same depth must be searched again.
+struct Window {
+    int alpha, beta;
+};
+bool next_window(Window &w, int score);
+
+class Analysis {
+  public:
+    static constexpr int max_ply = 256; // per-ply arrays; the search never goes deeper than max_ply - 8
+    static constexpr std::uint64_t no_node_limit = 1ULL << 62;
+
+    Analysis(ChessPosition &position, Tables &tables);
+    Analysis(const Analysis &o,
+             ChessPosition &position); // the second thread's search: shares only the tables
+    Analysis(const Analysis &) = delete;
+    Analysis &operator=(const Analysis &) = delete;
+
+    void operator()(); // the thread body
+    void init(const ChessPosition &position);
+    void reset() { m_time.reset(); }
+    void clear();
+    void clear_hash() { m_tt.clear(); }
+    void clear_killer() { m_killer.clear(); }
+    void clear_history();
+    void hashtable_enabled(bool on) { m_tt.set_enabled(on); }
+    void set_hash_size(int megabytes) { m_tt.set_size(megabytes); }
+
+    // Limits and settings.
+    void set_depth(int d) { m_depth_cap2 = d; }
+    void set_mate(int d) { m_depth_cap2 = d; }
+    void set_nodes(std::uint64_t n) { m_max_nodes = n; }
+    void set_max_nodes(std::uint64_t n) { m_max_nodes = n; }
+    void reset_max_nodes() { m_max_nodes = no_node_limit; }
+    void set_multipv(unsigned n);
+    void set_searchmoves(const std::vector<Move> &moves) { m_searchmoves = moves; }
+    void set_max_threads(unsigned n) { m_max_threads = n == 0 ? 1 : n >= 2 ? 2 : 1; }
+    void set_uci_limitstrength(bool on);
+    void set_uci_elo(int elo);
+    void set_aspiration(bool on) { m_aspiration = on; }
+    void set_log(bool on);
+    void set_id(int id) { m_id = id; }
+    int get_id() const { return m_id; }
+    TimeManager &time_manager() { return m_time; }
+
+    // The hand-shake with the front end.
+    int get_action() const { return m_action.load(); }
+    void set_action(int a) { m_action.store(a); }
+    int get_status() const { return m_status.load(); }
+    void set_status(int s) { m_status.store(s); }
+    void quit() { m_quit.store(true); }
+
+    // Results and reports.
+    std::mutex &mutex() { return m_mutex; }
+    const MultiPV &mpv() const { return m_mpv; }
+    const PrincipalVariation &pv() const { return m_root_pv; }
+    int get_iteration() const { return m_iteration.load(); }
+    int get_seldepth() const { return m_seldepth.load(); }
+    std::uint64_t get_node_count() const { return m_nodes.load(); }
+    std::chrono::system_clock::time_point get_start_time() const { return m_start_time; }
+    Move best_move() const { return m_best_move; }
+    Move pondermove() const { return m_pondermove; }
+    int eval() const { return m_eval_score; }
+    float get_ebf() const { return m_ebf; }
+    unsigned char get_date() const { return m_date; }
+    int elo_depth() const { return m_elo_depth; }
+    int random_amount() const { return m_random_amount; }
+
+    void iterative_search();
+    int static_eval() { return m_eval.static_eval(); }
+    std::string static_eval_report() const { return m_eval.report(); }
+
+    // Exposed for tests: the node searches and their helpers on the current position.
+    int pv_search(const int &depth, int alpha, int beta, PrincipalVariation &pv);
+    int nullwindow_search(int depth, int alpha, int beta);
+    int nullmove_search(int depth, int alpha, int beta);
+    bool nullmove_allowed() const;
+    int quiescence(int alpha, int beta, int qdepth);
+    int see(const Move &m);
+    int see(const Square &s);
+    int extend(const MoveList &list, const Move &m);
+    bool is_legal(const TTmove &m) const;
+    void localsort(MoveList &list, int depth, bool pv, const Move &hashmove);
+    ChessPosition &position() { return m_pos; }
+
+  private:
+    int root_search(int depth, int alpha, int beta);
+    void new_node();
+    bool out_of_time();
+    void make_move(const Move &m);
+    void unmake_move();
+    void put_in_tt(bound_t bound, int draft, int score, const Move &move);
+    Move probe_move(int &score, int &draft, bound_t &bound, bool &hit);
+    void learn(const MoveList &list, int searched, const Move &cut, int depth);
+    void iidsort(MoveList &list, int depth, int alpha, int beta);
+    void select_searchmoves(MoveList &list) const;
+    int leaf(int alpha, int beta);
+    MoveList ply_list() { return MoveList(m_moves[m_ply]); }
+
+    Tables &m_tables;
+    TranspositionTable &m_tt;
+    ChessPosition m_pos;
+    MoveGenerator m_gen;
+    HistoryTable m_history;
+    CounterMove m_counter;
+    Killer m_killer;
+    const LmrTable &m_lmr;
+    Evaluation m_eval;
+    TimeManager m_time;
+    MultiPV m_mpv;
+    unsigned m_multipv = 1;
+    std::mutex m_mutex;
+
+    std::atomic<int> m_action{0};
+    std::atomic<int> m_status{0};
+    std::atomic<bool> m_quit{false};
+    std::atomic<int> m_iteration{0};
+    std::atomic<int> m_seldepth{0};
+    int m_ply = 0;
+    int m_mate_attacks = 0; // moves of class mate_attack on the current path
+    std::atomic<std::uint64_t> m_nodes{0};
+    std::uint64_t m_iteration_nodes = 0;
+    float m_ebf = 0;
+    unsigned char m_date = 0;
+    int m_id = 0;
+
+    int m_depth_cap1 = 101;
+    int m_depth_cap2 = 101;
+    std::uint64_t m_max_nodes = no_node_limit;
+    bool m_limitstrength = false;
+    int m_elo = 2000;
+    int m_elo_depth = 102;
+    int m_random_amount = 0;
+    bool m_aspiration = true;
+    unsigned m_max_threads = 1;
+    std::vector<Move> m_searchmoves;
+
+    int m_eval_score = 0;
+    Move m_best_move;
+    Move m_pondermove;
+    PrincipalVariation m_root_pv;
+    bool m_root_changed = false; // the root line was improved in the current iteration
+    int m_best_changes = 0;      // root best-move changes in the current iteration
+    std::chrono::system_clock::time_point m_start_time;
+    std::uint64_t m_hard_limit = time_not_given;
+    double m_total_time = 0;
+    std::ofstream m_log;
+
+    Move m_moves[max_ply][MoveList::capacity];
+    MoveGenerator::MoveTable m_tables_by_ply[max_ply];
+};
+
+#endif
