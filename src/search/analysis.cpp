@@ -751,7 +751,11 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
             if (m_action.load() == 2) break;
         }
     }
-    // Exchange sort: every later move of a strictly smaller class is swapped into the slot.
+    sort_by_class(list);
+}
+
+void sort_by_class(MoveList &list) {
+    // Exchange sort: every later move of a strictly smaller class is swapped into the slot (not stable).
     for (int i = 0; i < list.size(); ++i)
         for (int j = i + 1; j < list.size(); ++j)
             if (list[j].xcode() < list[i].xcode()) std::swap(list[i], list[j]);

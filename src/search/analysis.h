@@ -24,6 +24,8 @@ struct Window {
     int alpha, beta;
 };
 bool next_window(Window &w, int score);
+// Orders a list by ordering class, lowest first.
+void sort_by_class(MoveList &list);
 
 class Analysis {
   public:

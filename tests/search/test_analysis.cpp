@@ -1,0 +1,161 @@
+// The search: mate distances, draws, limits, windows, exchanges and the ply bound.
+#include <memory>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "search/analysis.h"
+
+namespace {
+Tables &tables() {
+    static Tables *t = [] {
+        auto *x = new Tables;
+        x->tt().set_size(16);
+        return x;
+    }();
+    return *t;
+}
+
+struct Search {
+    ChessPosition pos{tables()};
+    std::unique_ptr<Analysis> a;
+    explicit Search(const std::string &setup, int depth = 101) {
+        std::istringstream in(setup);
+        std::string word;
+        in >> word;
+        if (word == "startpos") {
+            pos.newgame();
+        } else {
+            std::string fen = word;
+            for (int i = 0; i < 5 && in >> word && word != "moves"; ++i) fen += " " + word;
+            pos.fen(fen);
+        }
+        while (in >> word)
+            if (word != "moves") pos.make_move(pos.convert_to_move(word));
+        a = std::make_unique<Analysis>(pos, tables());
+        a->clear();
+        a->set_depth(depth);
+    }
+    int run() {
+        a->iterative_search();
+        return a->eval();
+    }
+};
+} // namespace
+
+TEST(Analysis, MatesAreFoundWithTheirDistance) {
+    Search black_mates("8/8/8/8/8/6k1/4r3/6K1 b - - 0 1", 4);
+    EXPECT_EQ(black_mates.run(), 29999);
+    EXPECT_EQ(black_mates.a->best_move().algebraic(), "e2e1");
+    Search scholar("r1bqkb1r/pppp1ppp/2n2n2/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - 4 4", 4);
+    EXPECT_EQ(scholar.run(), 29999);
+    EXPECT_EQ(scholar.a->best_move().algebraic(), "h5f7");
+    // Legal's pattern: 1.Nf6+ gxf6 2.Bxf7 mate.
+    Search two("r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 6);
+    EXPECT_EQ(two.run(), 29997);
+    EXPECT_EQ(two.a->best_move().algebraic(), "d5f6");
+    // The mated side sees -(30000 - ply).
+    Search mated("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", 1);
+    PrincipalVariation pv;
+    EXPECT_EQ(mated.a->pv_search(1, -32000, 32000, pv), -30000);
+    Search mate_in_one_ply("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", 3); // Ra8: the mated side is at ply 1
+    EXPECT_EQ(mate_in_one_ply.run(), 30000 - 1);
+}
+
+TEST(Analysis, DrawsStalemateRepetitionAndFiftyMoves) {
+    Search stalemate("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+    PrincipalVariation pv;
+    EXPECT_EQ(stalemate.a->pv_search(3, -32000, 32000, pv), 0);
+    Search repeated("startpos moves g1f3 g8f6 f3g1 f6g8");
+    EXPECT_EQ(repeated.a->nullwindow_search(4, -50, -49), 0);
+    // Counter 75 halves the leaf score; 100 gives 0.
+    Search fifty("4k3/8/8/8/8/8/4P3/R3K3 w - - 75 90");
+    const int q = fifty.a->quiescence(-32000, 32000, 0);
+    EXPECT_GT(q, 200);
+    EXPECT_EQ(fifty.a->nullwindow_search(0, -32000, 32000), static_cast<int>(q * 0.5));
+    Search hundred("4k3/8/8/8/8/8/4P3/R3K3 w - - 100 90");
+    EXPECT_EQ(hundred.a->nullwindow_search(0, -32000, 32000), 0);
+}
+
+TEST(Analysis, AspirationWindows) {
+    Window w{-32000, 32000};
+    EXPECT_FALSE(next_window(w, 600));
+    EXPECT_EQ(w.alpha, 575);
+    EXPECT_EQ(w.beta, 32000);
+    w = {10, 60};
+    EXPECT_TRUE(next_window(w, 5));
+    EXPECT_EQ(w.alpha, -40);
+    EXPECT_EQ(w.beta, 60);
+    EXPECT_TRUE(next_window(w, -50));
+    EXPECT_EQ(w.alpha, -140);
+    w = {10, 60};
+    EXPECT_TRUE(next_window(w, 70)); // fail high widens upwards
+    EXPECT_EQ(w.beta, 110);
+}
+
+TEST(Analysis, DepthMateAndNodeLimits) {
+    Search depth("startpos", 5);
+    depth.run();
+    EXPECT_EQ(depth.a->get_iteration(), 5);
+    Search mate("startpos");
+    mate.a->set_mate(5);
+    mate.run();
+    EXPECT_EQ(mate.a->get_iteration(), 5);
+    Search nodes("startpos");
+    nodes.a->set_nodes(1000);
+    nodes.run();
+    EXPECT_EQ(nodes.a->get_node_count(), 1000u);
+    EXPECT_NE(nodes.a->best_move().word(), 0u);
+}
+
+TEST(Analysis, StaticExchange) {
+    Search pawn_takes_defended_knight("4k3/8/3p4/4n3/3P4/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(pawn_takes_defended_knight.a->see(pawn_takes_defended_knight.pos.convert_to_move("d4e5")), 200);
+    Search queen_takes_defended_pawn("4k3/8/3p4/4p3/8/8/4Q3/4K3 w - - 0 1");
+    EXPECT_EQ(queen_takes_defended_pawn.a->see(queen_takes_defended_pawn.pos.convert_to_move("e2e5")), -800);
+    Search rook_battery("4k3/4r3/8/4p3/8/8/4R3/4RK2 w - - 0 1");
+    EXPECT_EQ(rook_battery.a->see(rook_battery.pos.convert_to_move("e2e5")), 100);
+}
+
+TEST(Analysis, ExchangeSortIsNotStable) {
+    MoveList list;
+    const Move a(Square(1), Square(18), normal_move, wknight, bpawn), b(Square(6), Square(21), normal_move, wknight, bpawn),
+        c(Square(12), Square(28), normal_move, wpawn, no_piece_t);
+    list.push_back(a);
+    list.push_back(b);
+    list.push_back(c);
+    list[0].xcode(good_capture);
+    list[1].xcode(good_capture);
+    list[2].xcode(mate_attack);
+    sort_by_class(list);
+    EXPECT_EQ(list[0], c);
+    EXPECT_EQ(list[1], b); // the two class-3 moves come out reversed
+    EXPECT_EQ(list[2], a);
+}
+
+TEST(Analysis, NullMoveRulesAndEloTable) {
+    Search knights_only("4k3/8/8/8/8/8/3PPP2/1N2K1N1 w - - 0 1 moves e1d1 e8d8");
+    EXPECT_FALSE(knights_only.a->nullmove_allowed()); // ply 0 anyway; knights never allow it
+    Analysis &a = *knights_only.a;
+    a.set_uci_limitstrength(true);
+    a.set_uci_elo(1650);
+    EXPECT_EQ(a.elo_depth(), 4);
+    EXPECT_EQ(a.random_amount(), 140);
+    a.set_uci_elo(1000);
+    EXPECT_EQ(a.elo_depth(), 2);
+    EXPECT_EQ(a.random_amount(), 200);
+    a.set_uci_elo(2250); // 2200 and above leave the depth cap as it was
+    EXPECT_EQ(a.elo_depth(), 2);
+    a.set_uci_limitstrength(false);
+    EXPECT_EQ(a.elo_depth(), 102);
+}
+
+TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
+    // Kings and a pawn: iterations race to the cap and extensions and captures add plies beyond it.
+    Search ending("8/8/4k3/8/8/4K3/4P3/8 w - - 0 1");
+    ending.a->set_nodes(1500000);
+    ending.run();
+    EXPECT_LT(ending.a->get_seldepth(), Analysis::max_ply);
+    EXPECT_GE(ending.a->get_iteration(), 20);
+    EXPECT_LE(ending.a->pv().size(), PrincipalVariation::capacity);
+}
