@@ -51,13 +51,14 @@ bool next_window(Window &w, int score) {
 
 Analysis::Analysis(ChessPosition &position, Tables &tables)
     : m_tables(tables), m_tt(tables.tt()), m_pos(position), m_gen(tables), m_lmr(tables.lmr()),
-      m_eval(m_pos, tables) {
+      m_eval(m_pos, tables), m_kbnk(tables.attacks(), wbishop, wknight), m_kqkr(tables.attacks(), wqueen, wrook) {
     init(position);
 }
 
 Analysis::Analysis(const Analysis &o, ChessPosition &position)
     : m_tables(o.m_tables), m_tt(o.m_tt), m_pos(position), m_gen(o.m_tables), m_lmr(o.m_tables.lmr()),
-      m_eval(m_pos, o.m_tables) {
+      m_eval(m_pos, o.m_tables), m_kbnk(o.m_tables.attacks(), wbishop, wknight),
+      m_kqkr(o.m_tables.attacks(), wqueen, wrook), m_id(1) {
     init(position);
 }
 
@@ -288,9 +289,110 @@ void Analysis::iterative_search() {
     m_total_time += std::chrono::duration<double>(std::chrono::system_clock::now() - m_start_time).count();
 }
 
+void Analysis::release_endgame_tables() {
+    m_kbnk.release();
+    m_kqkr.release();
+    if (m_id == 0) m_tt.set_threshold(0);
+}
+
+Egt4Pieces *Analysis::endgame_table() {
+    // Only the first search thread builds: the lent memory and the threshold belong to one owner.
+    if (m_id != 0) return nullptr;
+    const MaterialIndex &mi = m_pos.materialindex();
+    const bool small = mi.get_whitepawn() == 0 && mi.get_blackpawn() == 0 && m_pos.all_pieces().popcount() <= 4;
+    const std::string material = mi.str();
+    Egt4Pieces *table = !small                     ? nullptr
+                        : m_kbnk.handles(material) ? &m_kbnk
+                        : m_kqkr.handles(material) ? &m_kqkr
+                                                   : nullptr;
+    if (!table) {
+        if (m_kbnk.progress() != -1 || m_kqkr.progress() != -1 || m_tt.get_threshold() != 0) release_endgame_tables();
+        return nullptr;
+    }
+    (table == &m_kbnk ? m_kqkr : m_kbnk).release();
+    if (table->progress() < 101) {
+        constexpr std::size_t lent = 6000000; // the first 93,750 buckets
+        if (table->progress() < 0 || table->progress() > 100) {
+            table->release();
+            const bool borrow = table->bytes_needed() > 0 && table->bytes_needed() <= lent && m_tt.bytes() > 2 * lent;
+            if (borrow && table->set_memory(m_tt.get_uchar_adress(), lent))
+                m_tt.set_threshold(static_cast<int>(lent));
+            else
+                table->use_own_buffer();
+        }
+        const int reserve = table == &m_kbnk ? 2001 : 4001;
+        // Steps while the clock allows and the build moves on.
+        for (int last = -2; table->progress() < 101 && table->progress() != last && m_time.remaining_time() >= reserve;) {
+            last = table->progress();
+            table->create();
+        }
+    }
+    return table;
+}
+
+bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
+    if (!table.complete() || table.probe(m_pos).result == egt_result_t::unknown) return false;
+    MoveList list(m_moves[0]);
+    m_gen.generate_moves(m_pos, list);
+    select_searchmoves(list);
+    if (list.size() == 0) return false;
+    // Score each move by the table: quickest win, else a draw, else the longest defence.
+    auto value = [&table, this](const Move &m) {
+        make_move(m);
+        const EgtProbe child = table.probe(m_pos);
+        unmake_move();
+        if (child.result == egt_result_t::loss) return mate - 1 - child.plies;
+        if (child.result == egt_result_t::win) return -(mate - 1 - child.plies);
+        return 0;
+    };
+    int best_score = -infinity;
+    Move best;
+    for (const Move &m : list) {
+        const int v = value(m);
+        if (v > best_score) {
+            best_score = v;
+            best = m;
+        }
+    }
+    // The line follows the table for a few moves.
+    PrincipalVariation line;
+    line.push_back(best);
+    make_move(best);
+    for (int i = 0; i < 8; ++i) {
+        MoveList replies(m_moves[m_ply]);
+        m_gen.generate_moves(m_pos, replies);
+        if (replies.size() == 0) break;
+        Move next = replies[0];
+        int next_score = -infinity;
+        for (const Move &m : replies) {
+            const int v = value(m);
+            if (v > next_score) {
+                next_score = v;
+                next = m;
+            }
+        }
+        line.push_back(next);
+        make_move(next);
+    }
+    while (m_ply > 0) unmake_move();
+    line.set_depth(depth);
+    line.set_score(best_score);
+    m_root_pv = line;
+    m_root_changed = true;
+    m_best_move = best;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_mpv.clear();
+        m_mpv.add(line);
+    }
+    return true;
+}
+
 int Analysis::root_search(int depth, int alpha, int beta) {
     m_root_changed = false;
     m_best_changes = 0;
+    if (Egt4Pieces *table = endgame_table())
+        if (root_from_table(*table, depth)) return m_root_pv.score();
     PrincipalVariation line;
     const int score = pv_search(depth, alpha, beta, line);
     {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "board/chessposition.h"
+#include "egtb/egt4pieces.h"
 #include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
 #include "search/ordering_tables.h"
@@ -46,7 +47,12 @@ class Analysis {
     void clear_killer() { m_killer.clear(); }
     void clear_history();
     void hashtable_enabled(bool on) { m_tt.set_enabled(on); }
-    void set_hash_size(int megabytes) { m_tt.set_size(megabytes); }
+    // A resize frees the memory an endgame table may have borrowed: release the tables first.
+    void set_hash_size(int megabytes) {
+        release_endgame_tables();
+        m_tt.set_size(megabytes);
+    }
+    void release_endgame_tables();
 
     // Limits and settings.
     void set_depth(int d) { m_depth_cap2 = d; }
@@ -107,6 +113,10 @@ class Analysis {
 
   private:
     int root_search(int depth, int alpha, int beta);
+    // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
+    Egt4Pieces *endgame_table();
+    // Plays from a complete table: true with the line and score set when the table knows the root.
+    bool root_from_table(Egt4Pieces &table, int depth);
     void new_node();
     bool out_of_time();
     void make_move(const Move &m);
@@ -128,6 +138,8 @@ class Analysis {
     Killer m_killer;
     const LmrTable &m_lmr;
     Evaluation m_eval;
+    Egt4Pieces m_kbnk;
+    Egt4Pieces m_kqkr;
     TimeManager m_time;
     MultiPV m_mpv;
     unsigned m_multipv = 1;
