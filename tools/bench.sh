@@ -18,3 +18,9 @@ print("start-up to uciok: %.1f ms" % ((time.monotonic() - t0) * 1000))
 p.stdin.write(b"quit\n"); p.stdin.flush(); p.wait()
 PY
 if [ -x "$dir/bench_eval" ]; then echo; echo "== evaluation =="; "$dir/bench_eval"; fi
+echo
+echo "== search (bench command) =="
+printf 'bench\nquit\n' | "$dir/dravnik"
+echo
+echo "== time behaviour over UCI =="
+python3 "$(dirname "$0")/bench_timing.py" "$dir/dravnik"

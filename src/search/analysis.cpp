@@ -222,7 +222,7 @@ void Analysis::select_searchmoves(MoveList &list) const {
 void Analysis::iterative_search() {
     m_time.start();
     m_start_time = std::chrono::system_clock::now();
-    m_hard_limit = m_time.hard_limit_ms();
+    m_hard_limit = m_time.deadline_ms();
     m_seldepth = 0;
     m_nodes = 0;
     m_iteration_nodes = 0;

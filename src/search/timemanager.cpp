@@ -66,3 +66,11 @@ std::uint64_t TimeManager::hard_limit_ms() const {
     const std::uint64_t b = base_share(), m = static_cast<std::uint64_t>(m_movestogo);
     return 2 * ((b / 2) * m / 40 + (b - b / 4));
 }
+
+std::uint64_t TimeManager::deadline_ms() const {
+    const std::uint64_t hard = hard_limit_ms();
+    if (hard == time_not_given || m_movetime != time_not_given) return hard;
+    const std::uint64_t b = base_share();
+    const std::uint64_t safe = b > move_overhead_ms ? 2 * (b - move_overhead_ms) : 1;
+    return safe < hard ? safe : hard;
+}

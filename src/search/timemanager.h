@@ -117,6 +117,10 @@ class TimeManager {
     // The time after which a search must end whatever happens: the move time when one is set, the hard
     // limit of a clock search, or "not given" (infinite, pondering, no clock).
     std::uint64_t hard_limit_ms() const;
+    // When the search must end: the hard limit, tightened for clock searches by the protocol's fixed cost of
+    // a move (polling passes and paced output lines) so that a fast game does not run the clock down.
+    std::uint64_t deadline_ms() const;
+    static constexpr std::uint64_t move_overhead_ms = 25;
     // The planned time of a clock search (or the move time); "not given" when there is none.
     std::uint64_t target_ms() const;
 
