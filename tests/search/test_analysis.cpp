@@ -54,6 +54,10 @@ TEST(Analysis, MatesAreFoundWithTheirDistance) {
     Search two("r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 6);
     EXPECT_EQ(two.run(), 29997);
     EXPECT_EQ(two.a->best_move().algebraic(), "d5f6");
+    // Mate in three from one of the engine's games: Bc4 shuts the king in.
+    Search three("4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1", 8);
+    EXPECT_EQ(three.run(), 29995);
+    EXPECT_EQ(three.a->best_move().algebraic(), "b3c4");
     // The mated side sees -(30000 - ply).
     Search mated("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", 1);
     PrincipalVariation pv;
