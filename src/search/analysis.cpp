@@ -51,7 +51,8 @@ bool next_window(Window &w, int score) {
 
 Analysis::Analysis(ChessPosition &position, Tables &tables)
     : m_tables(tables), m_tt(tables.tt()), m_pos(position), m_gen(tables), m_lmr(tables.lmr()),
-      m_eval(m_pos, tables), m_kbnk(tables.attacks(), wbishop, wknight), m_kqkr(tables.attacks(), wqueen, wrook) {
+      m_eval(m_pos, tables), m_kbnk(tables.attacks(), wbishop, wknight),
+      m_kqkr(tables.attacks(), wqueen, wrook) {
     init(position);
 }
 
@@ -299,14 +300,16 @@ Egt4Pieces *Analysis::endgame_table() {
     // Only the first search thread builds: the lent memory and the threshold belong to one owner.
     if (m_id != 0) return nullptr;
     const MaterialIndex &mi = m_pos.materialindex();
-    const bool small = mi.get_whitepawn() == 0 && mi.get_blackpawn() == 0 && m_pos.all_pieces().popcount() <= 4;
+    const bool small =
+        mi.get_whitepawn() == 0 && mi.get_blackpawn() == 0 && m_pos.all_pieces().popcount() <= 4;
     const std::string material = mi.str();
     Egt4Pieces *table = !small                     ? nullptr
                         : m_kbnk.handles(material) ? &m_kbnk
                         : m_kqkr.handles(material) ? &m_kqkr
                                                    : nullptr;
     if (!table) {
-        if (m_kbnk.progress() != -1 || m_kqkr.progress() != -1 || m_tt.get_threshold() != 0) release_endgame_tables();
+        if (m_kbnk.progress() != -1 || m_kqkr.progress() != -1 || m_tt.get_threshold() != 0)
+            release_endgame_tables();
         return nullptr;
     }
     (table == &m_kbnk ? m_kqkr : m_kbnk).release();
@@ -314,7 +317,8 @@ Egt4Pieces *Analysis::endgame_table() {
         constexpr std::size_t lent = 6000000; // the first 93,750 buckets
         if (table->progress() < 0 || table->progress() > 100) {
             table->release();
-            const bool borrow = table->bytes_needed() > 0 && table->bytes_needed() <= lent && m_tt.bytes() > 2 * lent;
+            const bool borrow =
+                table->bytes_needed() > 0 && table->bytes_needed() <= lent && m_tt.bytes() > 2 * lent;
             if (borrow && table->set_memory(m_tt.get_uchar_adress(), lent))
                 m_tt.set_threshold(static_cast<int>(lent));
             else
@@ -322,7 +326,8 @@ Egt4Pieces *Analysis::endgame_table() {
         }
         const int reserve = table == &m_kbnk ? 2001 : 4001;
         // Steps while the clock allows and the build moves on.
-        for (int last = -2; table->progress() < 101 && table->progress() != last && m_time.remaining_time() >= reserve;) {
+        for (int last = -2;
+             table->progress() < 101 && table->progress() != last && m_time.remaining_time() >= reserve;) {
             last = table->progress();
             table->create();
         }
@@ -374,7 +379,8 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
         line.push_back(next);
         make_move(next);
     }
-    while (m_ply > 0) unmake_move();
+    while (m_ply > 0)
+        unmake_move();
     line.set_depth(depth);
     line.set_score(best_score);
     m_root_pv = line;
@@ -462,19 +468,26 @@ int Analysis::leaf(int alpha, int beta) {
     return score;
 }
 
-int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVariation &pv) {
-    pv.clear();
+bool Analysis::enter_node(int &alpha, int &beta, int &result) {
     new_node();
+    // Mate-distance pruning: no line from here can beat a mate already found nearer the root.
     if (beta > mate - m_ply) {
         beta = mate - m_ply;
-        if (beta <= alpha) return beta;
+        if (beta <= alpha) return result = beta, true;
     }
     if (alpha < m_ply - mate) {
         alpha = m_ply - mate;
-        if (beta <= alpha) return alpha;
+        if (beta <= alpha) return result = alpha, true;
     }
-    if (m_ply > m_seldepth.load()) m_seldepth = m_ply;
-    if (m_action.load() == 2) return alpha;
+    if (m_ply > m_seldepth.load(std::memory_order_relaxed)) m_seldepth = m_ply;
+    if (m_action.load() == 2) return result = alpha, true;
+    return false;
+}
+
+int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVariation &pv) {
+    pv.clear();
+    int early = 0;
+    if (enter_node(alpha, beta, early)) return early;
     if (m_ply > 0) {
         if (m_pos.draw_by_threefold_repetition()) return 0;
         if (m_pos.get_dfz() > 100) return 0;
@@ -553,17 +566,8 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
 }
 
 int Analysis::nullwindow_search(int depth, int alpha, int beta) {
-    new_node();
-    if (beta > mate - m_ply) {
-        beta = mate - m_ply;
-        if (beta <= alpha) return beta;
-    }
-    if (alpha < m_ply - mate) {
-        alpha = m_ply - mate;
-        if (beta <= alpha) return alpha;
-    }
-    if (m_ply > m_seldepth.load()) m_seldepth = m_ply;
-    if (m_action.load() == 2) return alpha;
+    int early = 0;
+    if (enter_node(alpha, beta, early)) return early;
     if (m_pos.draw_by_threefold_repetition()) return 0;
     if (depth < 1 || m_ply > 101 || m_ply >= max_ply - 8) return leaf(alpha, beta);
 

@@ -118,6 +118,9 @@ class Analysis {
     // Plays from a complete table: true with the line and score set when the table knows the root.
     bool root_from_table(Egt4Pieces &table, int depth);
     void new_node();
+    // The common start of a node: counting, mate-distance pruning, selective depth and the stop request.
+    // True when the node is decided already, with its score in result.
+    bool enter_node(int &alpha, int &beta, int &result);
     bool out_of_time();
     void make_move(const Move &m);
     void unmake_move();
