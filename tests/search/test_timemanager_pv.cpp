@@ -15,7 +15,7 @@ TEST(TimeManager, WorkedExampleAndLimits) {
     EXPECT_EQ(t.hard_limit_ms(), 3570u); // H = 2 * (714 + 1071)
     EXPECT_EQ(t.deadline_ms(), 2 * (1428u - TimeManager::move_overhead_ms));
     t.set_wtime(30); // nearly flagged: answer at once
-    EXPECT_EQ(t.deadline_ms(), 1u);
+    EXPECT_LE(t.deadline_ms(), 1u);
     t.set_wtime(60000);
     t.start();
     EXPECT_FALSE(t.time_to_move());
