@@ -241,6 +241,13 @@ void Analysis::iterative_search() {
         m_mpv.clear();
         m_mpv.set_number(static_cast<int>(m_multipv));
     }
+    {
+        // A move to play however early a stop comes, even before the root has generated its moves.
+        MoveList root(m_moves[0]);
+        m_gen.generate_moves(m_pos, root);
+        select_searchmoves(root);
+        if (root.size() > 0) m_best_move = root[0];
+    }
     Window w{-infinity, infinity};
     int stable = 0; // iterations in a row with the same best move
     for (;;) {
@@ -511,7 +518,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     m_gen.serialize_moves(m_pos, table, list);
     if (m_ply == 0) {
         select_searchmoves(list);
-        if (m_iteration == 1 && list.size() > 0 && m_best_move.word() == 0) m_best_move = list[0];
+        if (m_iteration == 1 && list.size() > 0) m_best_move = list[0];
     }
     if (list.size() == 0) return in_check ? m_ply - mate : 0;
     Move hm;
