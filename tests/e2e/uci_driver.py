@@ -8,7 +8,7 @@ import time
 
 class Engine:
     def __init__(self, binary, cwd=None):
-        self.proc = subprocess.Popen([binary], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+        self.proc = subprocess.Popen([os.path.abspath(binary)], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                      stderr=subprocess.PIPE, cwd=cwd, bufsize=0)
         self._buffer = b""
 

@@ -1,0 +1,72 @@
+"""The opening book over UCI, with Debian's gnuchess-book reachable as Dravnik.bin in the working directory."""
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.dirname(__file__))
+from uci_driver import Engine, main
+
+BOOK = "/usr/share/games/gnuchess/book.bin"
+START_KEY = 0x463B96181691FC9C
+SKIP = 77  # ctest reports this exit code as "skipped"
+
+
+def ensure_book():
+    if os.path.exists(BOOK):
+        return True
+    if os.geteuid() == 0 and shutil.which("apt-get"):
+        for cmd in (["apt-get", "install", "-y", "gnuchess-book"], ["apt-get", "update"],
+                    ["apt-get", "install", "-y", "gnuchess-book"]):
+            try:
+                subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
+            except (OSError, subprocess.TimeoutExpired):
+                break
+            if os.path.exists(BOOK):
+                return True
+    return os.path.exists(BOOK)
+
+
+def book_moves(key):
+    """Texts of the book's moves for a key (castling written king onto rook, as the file stores it)."""
+    moves = set()
+    with open(BOOK, "rb") as f:
+        data = f.read()
+    for off in range(0, len(data) - 15, 16):
+        k, move, weight, _ = struct.unpack(">QHHI", data[off:off + 16])
+        if k == key and weight > 0:
+            sq = lambda s: "abcdefgh"[s % 8] + str(s // 8 + 1)
+            text = sq((move >> 6) & 63) + sq(move & 63)
+            moves.add({"e1h1": "e1g1", "e1a1": "e1c1"}.get(text, text))
+    return moves
+
+
+def test_book_move_from_the_start_position(binary):
+    with tempfile.TemporaryDirectory() as tmp:
+        os.symlink(BOOK, os.path.join(tmp, "Dravnik.bin"))
+        e = Engine(binary, cwd=tmp)
+        e.send("setoption name OwnBook value true")
+        e.send("position startpos")
+        e.send("go wtime 60000 btime 60000")
+        lines = e.expect(lambda l: l.startswith("bestmove"), 5)
+        assert not any(l.startswith("info depth") for l in lines), lines  # answered from the book, no search
+        move = lines[-1].split()[1]
+        expected = book_moves(START_KEY)
+        assert move in expected, (move, sorted(expected))
+        # Far outside the book the engine searches as usual.
+        e.send("position fen 8/8/4k3/8/8/4K3/4P3/8 w - - 0 1")
+        e.send("go depth 6")
+        lines = e.expect(lambda l: l.startswith("bestmove"), 10)
+        assert any(l.startswith("info depth") for l in lines), lines
+        assert e.quit() == 0
+
+
+if __name__ == "__main__":
+    if not ensure_book():
+        print("#" * 60)
+        print("SKIPPED: %s is missing and gnuchess-book could not be installed" % BOOK)
+        print("#" * 60)
+        sys.exit(SKIP)
+    main([test_book_move_from_the_start_position])
