@@ -12,44 +12,40 @@ void Communicator::log(const char *label, const std::string &message) {
     m_log << std::left << std::setw(30) << label << message << "\n" << std::flush;
 }
 
+namespace {
+void push(std::deque<std::string> &queue, std::mutex &mutex, const std::string &message) {
+    std::lock_guard<std::mutex> lock(mutex);
+    queue.push_back(message);
+}
+
+// The front message, or the empty string when the queue is empty.
+std::string pop(std::deque<std::string> &queue, std::mutex &mutex) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (queue.empty()) return std::string();
+    std::string message = std::move(queue.front());
+    queue.pop_front();
+    return message;
+}
+} // namespace
+
 void Communicator::to_engine(std::string message) {
-    {
-        std::lock_guard<std::mutex> lock(m_to_engine_mutex);
-        m_to_engine.push_back(message);
-    }
+    push(m_to_engine, m_to_engine_mutex, message);
     log("Communicator::to_engine", message);
 }
 
 void Communicator::to_interface(std::string message) {
-    {
-        std::lock_guard<std::mutex> lock(m_to_interface_mutex);
-        m_to_interface.push_back(message);
-    }
+    push(m_to_interface, m_to_interface_mutex, message);
     log("Communicator::to_interface", message);
 }
 
 std::string Communicator::from_interface() {
-    std::string message;
-    {
-        std::lock_guard<std::mutex> lock(m_to_engine_mutex);
-        if (!m_to_engine.empty()) {
-            message = std::move(m_to_engine.front());
-            m_to_engine.pop_front();
-        }
-    }
+    std::string message = pop(m_to_engine, m_to_engine_mutex);
     log("Communicator::from_interface", message);
     return message;
 }
 
 std::string Communicator::from_engine() {
-    std::string message;
-    {
-        std::lock_guard<std::mutex> lock(m_to_interface_mutex);
-        if (!m_to_interface.empty()) {
-            message = std::move(m_to_interface.front());
-            m_to_interface.pop_front();
-        }
-    }
+    std::string message = pop(m_to_interface, m_to_interface_mutex);
     log("Communicator::from_engine", message);
     return message;
 }
