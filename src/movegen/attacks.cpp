@@ -79,21 +79,34 @@ std::vector<BitBoard> MagicMoves::possible_occupancies(const BitBoard &mask) {
 }
 
 namespace {
+// Marks a slot that no subset reaches; no attack set covers the whole board.
+const BitBoard unused(~0ULL);
+
 // Fills one slider's per-square vectors; false when a multiplier maps two different attack sets to one slot.
 bool construct(std::vector<BitBoard> (&table)[64], const BitBoard (&masks)[64], const Magic *magic,
                BitBoard (*reference)(const Square &, const BitBoard &)) {
     for (int s = 0; s < 64; ++s) {
-        table[s].assign(std::size_t(1) << (64 - magic[s].shift), BitBoard(~0ULL));
+        table[s].assign(std::size_t(1) << (64 - magic[s].shift), unused);
         for (const BitBoard &occ : MagicMoves::possible_occupancies(masks[s])) {
             const std::size_t index = (occ.value() * magic[s].multiplier) >> magic[s].shift;
             const BitBoard attacks = reference(Square(s), occ);
-            if (table[s][index] == BitBoard(~0ULL))
+            if (table[s][index] == unused)
                 table[s][index] = attacks;
             else if (table[s][index] != attacks)
                 return false;
         }
     }
     return true;
+}
+
+// The attack sets stored in a magic-indexed vector, sorted and without repeats; unused slots are skipped.
+std::vector<BitBoard> distinct_sets(const std::vector<BitBoard> &full) {
+    std::vector<BitBoard> sets;
+    for (const BitBoard &b : full)
+        if (b != unused) sets.push_back(b);
+    std::sort(sets.begin(), sets.end());
+    sets.erase(std::unique(sets.begin(), sets.end()), sets.end());
+    return sets;
 }
 } // namespace
 
@@ -113,11 +126,17 @@ void MagicMoves::construct_magic_rook_moves() {
         throw std::logic_error("MagicMoves error(1) in constructor");
 }
 
-MagicMoves::MagicMoves() {
+MagicMoves::MagicMoves() : MagicMoves(MagicNumber::table) {}
+
+MagicMoves::MagicMoves(const Magic (&table)[128]) : magic(table) {
     try {
         construct_magic_bishop_moves();
         construct_magic_rook_moves();
         if (!selftest_ok()) throw std::logic_error("MagicMoves error(2) in constructor");
+        // Attacks stores a square's position in its distinct-set list in one byte.
+        for (int s = 0; s < 64; ++s)
+            if (distinct_sets(bishop_table[s]).size() > 256 || distinct_sets(rook_table[s]).size() > 256)
+                throw std::logic_error("MagicMoves error(2) in constructor");
     } catch (...) {
         for (auto &v : bishop_table)
             std::vector<BitBoard>().swap(v);
@@ -147,7 +166,8 @@ bool MagicMoves::selftest_ok() const {
                     rook ? rook_moves(Square(s), subsets[i]) : bishop_moves(Square(s), subsets[i]);
                 const std::vector<BitBoard> &table = rook ? rook_table[s] : bishop_table[s];
                 if (index < table.size() && table[index] == expected) continue;
-                std::cout << (rook ? "MagicMoves::selftest_ok() error in rookattacks"
+                // On standard error: standard output carries the protocol.
+                std::cerr << (rook ? "MagicMoves::selftest_ok() error in rookattacks"
                                    : "MagicMoves::selftest_ok() error in bishopattacks")
                           << "\nsquare=" << s << "\nindex=" << index << "   i=" << i
                           << "   j=" << subsets.size() << "   square=" << Square(s).name() << "\n"
@@ -165,15 +185,10 @@ namespace {
 // Replaces the magic-indexed vector by a byte index into the sorted list of its distinct attack sets.
 void compress(const std::vector<BitBoard> &full, std::vector<unsigned char> &index,
               std::vector<BitBoard> &sets) {
-    sets.clear();
-    for (const BitBoard &b : full)
-        if (b != BitBoard(~0ULL)) sets.push_back(b);
-    std::sort(sets.begin(), sets.end());
-    sets.erase(std::unique(sets.begin(), sets.end()), sets.end());
-    if (sets.size() > 256) throw std::logic_error("MagicMoves error(2) in constructor");
+    sets = distinct_sets(full);
     index.assign(full.size(), 0);
     for (std::size_t i = 0; i < full.size(); ++i)
-        if (full[i] != BitBoard(~0ULL))
+        if (full[i] != unused)
             index[i] = static_cast<unsigned char>(std::lower_bound(sets.begin(), sets.end(), full[i]) -
                                                   sets.begin());
 }
@@ -196,7 +211,7 @@ Attacks::Attacks() {
         compress(builder.rook_table[s], m_rook_index[s], m_rook_sets[s]);
     }
     for (int i = 0; i < 128; ++i)
-        m_magic[i] = MagicNumber::table[i];
+        m_magic[i] = builder.magic[i];
 }
 
 std::size_t Attacks::index_bytes() const {

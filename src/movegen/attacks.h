@@ -12,11 +12,17 @@ struct Magic {
     unsigned shift;
 };
 
-// The constant multipliers: 0-63 bishops, 64-127 rooks, by square.
+// The constant multipliers: 0-63 bishops, 64-127 rooks, by square. A candidate table can stand in for the
+// engine's own so that the builder's checks can be run on it.
 class MagicNumber {
   public:
     static const Magic table[128];
-    const Magic &operator[](int i) const { return table[i]; }
+    MagicNumber() : m_entries(table) {}
+    explicit MagicNumber(const Magic (&entries)[128]) : m_entries(entries) {}
+    const Magic &operator[](int i) const { return m_entries[i]; }
+
+  private:
+    const Magic *m_entries;
 };
 
 // Relevant occupancy: the rays without the origin and without the last square at the edge.
@@ -41,7 +47,9 @@ class BishopMask {
 // Builder of the slider tables; lives only while Attacks is constructed.
 class MagicMoves {
   public:
-    MagicMoves(); // throws "MagicMoves error(1|2) in constructor" on an inconsistent constant table
+    // Both throw "MagicMoves error(1|2) in constructor" on an inconsistent table.
+    MagicMoves();
+    explicit MagicMoves(const Magic (&table)[128]);
     static BitBoard rook_moves(const Square &s, const BitBoard &occupied);
     static BitBoard bishop_moves(const Square &s, const BitBoard &occupied);
     static std::vector<BitBoard> possible_occupancies(const BitBoard &mask);
