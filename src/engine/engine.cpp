@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "eval/evaluation.h"
 #include "movegen/perft.h"
 
 namespace {
@@ -121,9 +122,10 @@ void Engine::cmd_ucinewgame() {
 }
 
 void Engine::cmd_eval() {
-    m_analysis.init(m_position);
-    m_analysis.static_eval();
-    std::cout << m_analysis.static_eval_report() << std::flush;
+    // An evaluation of its own: the search's may be in use on the search thread.
+    Evaluation evaluation(m_position, m_tables);
+    evaluation.static_eval();
+    std::cout << evaluation.report() << std::flush;
 }
 
 void Engine::cmd_usermove(std::istringstream &words) {
