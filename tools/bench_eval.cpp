@@ -13,35 +13,13 @@
 #include "board/chessposition.h"
 #include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
+#include "random_play.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 double seconds_since(Clock::time_point t0) {
     return std::chrono::duration<double>(Clock::now() - t0).count();
-}
-
-const int kind_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
-
-// Mostly sensible moves (material-winning captures preferred) with some randomness.
-Move choose(const ChessPosition &pos, const MoveList &list, std::mt19937_64 &rng) {
-    if (rng() % 4 == 0) return list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))];
-    Move best;
-    int best_score = -1000000;
-    for (const Move &m : list) {
-        int gain = kind_value[m.capture_id() & 7];
-        const BitBoard occupied = pos.all_pieces() ^ Square(m.from_id()).bitboard();
-        const BitBoard to = Square(m.to_id()).bitboard();
-        const bool recapture = pos.white_to_move() ? static_cast<bool>(pos.attackers<0>(to, occupied))
-                                                   : static_cast<bool>(pos.attackers<1>(to, occupied));
-        if (recapture && m.code() != castling) gain -= kind_value[m.piece_id() & 7];
-        const int score = gain + static_cast<int>(rng() % 120);
-        if (score > best_score) {
-            best_score = score;
-            best = m;
-        }
-    }
-    return best;
 }
 
 std::uint64_t sink = 0;
@@ -95,7 +73,7 @@ int main(int argc, char **argv) {
             MoveList list;
             gen.generate_moves(pos, list);
             if (list.size() == 0 || pos.draw_by_fifty_move_rule()) break;
-            pos.make_move(choose(pos, list, rng));
+            pos.make_move(choose_move(pos, list, rng));
             if (ply % 3 == 0) {
                 ChessPosition snapshot(tables);
                 snapshot.fen(pos.fen()); // without the game history, so copies stay cheap

@@ -370,7 +370,6 @@ void Engine::cmd_setoption(std::istringstream &words) {
 }
 
 void Engine::set_threads(unsigned n) {
-    m_threads = n;
     if (n >= 2 && !m_helper) {
         m_helper_position = std::make_unique<ChessPosition>(m_position);
         m_helper = std::make_unique<Analysis>(m_analysis, *m_helper_position);

@@ -80,7 +80,6 @@ class Engine {
     bool m_ponder = true;
     bool m_debug = false;
     int m_hash_mb = 128;
-    unsigned m_threads = 1;
     int m_multipv_option = 1;
     bool m_book_available = true;
 

@@ -18,7 +18,7 @@ template <int colour> inline std::uint64_t pawn_attack_origins(std::uint64_t tar
 MoveGenerator::MoveGenerator(const BoardTables &tables)
     : m_tables(tables), m_count(0), m_occupied(0), m_pinned(0), m_discovering(0), m_own(0), m_enemy(0),
       m_own_king(0), m_enemy_king(0), m_rook_from_king(0), m_bishop_from_king(0), m_knight_from_king(0),
-      m_pawn_checks(0), m_blocked_attackers(0) {}
+      m_pawn_checks(0), m_own_rq(0), m_own_bq(0), m_blocked_attackers(0) {}
 
 MoveGenerator::MoveGenerator(const MoveGenerator &o) : MoveGenerator(o.m_tables) {}
 
@@ -117,6 +117,9 @@ template <int colour> void MoveGenerator::fill_caches(const ChessPosition &pos) 
     m_own_king = pos.pieces(wking + c).value();
     m_enemy_king = pos.pieces(bking - c).value();
     const Square ek = BitBoard(m_enemy_king).get_first_square();
+    m_enemy_king_square = ek;
+    m_own_rq = (pos.pieces(wrook + c) | pos.pieces(wqueen + c)).value();
+    m_own_bq = (pos.pieces(wbishop + c) | pos.pieces(wqueen + c)).value();
     const BitBoard occ(m_occupied);
     if (m_enemy_king) {
         m_rook_from_king = a.rook(ek, occ).value();
@@ -269,15 +272,13 @@ template <int colour> void MoveGenerator::generate_castling(const ChessPosition 
     }
 }
 
-template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &pos, Move &m) const {
+template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &, Move &m) const {
     m.xcode(xnormal_move);
     m.check(false);
     if (!m_enemy_king) return;
     const Attacks &a = m_tables.attacks();
-    const int c = colour ? 0 : 8;
-    const std::uint64_t own_rq = (pos.pieces(wrook + c) | pos.pieces(wqueen + c)).value();
-    const std::uint64_t own_bq = (pos.pieces(wbishop + c) | pos.pieces(wqueen + c)).value();
-    const Square ek = BitBoard(m_enemy_king).get_first_square();
+    const std::uint64_t own_rq = m_own_rq, own_bq = m_own_bq;
+    const Square ek = m_enemy_king_square;
     const int from = m.from_id(), to = m.to_id();
     const std::uint64_t fb = 1ULL << from, tb = 1ULL << to;
     const int kind = m.piece_id() & 7;

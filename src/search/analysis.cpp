@@ -403,7 +403,6 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
 
 int Analysis::root_search(int depth, int alpha, int beta) {
     m_root_changed = false;
-    m_best_changes = 0;
     if (Egt4Pieces *table = endgame_table())
         if (root_from_table(*table, depth)) return m_root_pv.score();
     PrincipalVariation line;
@@ -559,7 +558,6 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
             best = m;
             pv = m + child;
             if (m_ply == 0) {
-                if (!(m_root_pv.size() > 0 && m_root_pv[0] == m)) ++m_best_changes;
                 m_root_pv = pv;
                 m_root_changed = true;
                 m_best_move = m;

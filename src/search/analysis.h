@@ -177,7 +177,6 @@ class Analysis {
     Move m_pondermove;
     PrincipalVariation m_root_pv;
     bool m_root_changed = false; // the root line was improved in the current iteration
-    int m_best_changes = 0;      // root best-move changes in the current iteration
     std::chrono::system_clock::time_point m_start_time;
     std::uint64_t m_hard_limit = time_not_given;
     double m_total_time = 0;
