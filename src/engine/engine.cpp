@@ -284,7 +284,11 @@ void Engine::start_search(const GoCommand &go) {
         a->set_nodes(static_cast<std::uint64_t>(go.nodes));
         a->set_searchmoves(go.searchmoves);
     }
-    m_reported_version = 0;
+    {
+        // Versions keep counting across searches: only lines newer than the last search's are this one's.
+        std::lock_guard<std::mutex> lock(m_analysis.mutex());
+        m_reported_version = m_analysis.mpv().version();
+    }
     set_action(m_analysis, 1);
     if (m_helper) set_action(*m_helper, 1);
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <ctime>
 #include <stdexcept>
 
@@ -300,7 +301,14 @@ void Analysis::iterative_search() {
 void Analysis::release_endgame_tables() {
     m_kbnk.release();
     m_kqkr.release();
-    if (m_id == 0) m_tt.set_threshold(0);
+    if (m_id == 0) return_lent_memory();
+}
+
+void Analysis::return_lent_memory() {
+    if (m_tt.get_threshold() == 0) return;
+    // Table bytes left behind would read as stray records.
+    std::memset(m_tt.get_uchar_adress(), 0, endgame_memory);
+    m_tt.set_threshold(0);
 }
 
 Egt4Pieces *Analysis::endgame_table() {
@@ -321,22 +329,22 @@ Egt4Pieces *Analysis::endgame_table() {
     }
     (table == &m_kbnk ? m_kqkr : m_kbnk).release();
     if (table->progress() < 101) {
-        constexpr std::size_t lent = 6000000; // the first 93,750 buckets
         if (table->progress() < 0 || table->progress() > 100) {
             table->release();
-            const bool borrow =
-                table->bytes_needed() > 0 && table->bytes_needed() <= lent && m_tt.bytes() > 2 * lent;
-            if (borrow && table->set_memory(m_tt.get_uchar_adress(), lent))
-                m_tt.set_threshold(static_cast<int>(lent));
+            return_lent_memory(); // the other table may have held it
+            // A transposition table smaller than the lent bytes cannot hold the table: it gets its own.
+            const bool borrow = table->bytes_needed() <= endgame_memory && m_tt.bytes() > endgame_memory;
+            if (borrow && table->set_memory(m_tt.get_uchar_adress(), endgame_memory))
+                m_tt.set_threshold(static_cast<int>(endgame_memory));
             else
                 table->use_own_buffer();
         }
         const int reserve = table == &m_kbnk ? 2001 : 4001;
-        // Steps while the clock allows and the build moves on.
-        for (int last = -2;
-             table->progress() < 101 && table->progress() != last && m_time.remaining_time() >= reserve;) {
-            last = table->progress();
+        // Steps while the clock allows, and not past a "stop".
+        while (table->progress() < 101 && m_action.load() != 2 && m_time.remaining_time() >= reserve) {
+            const int before = table->progress();
             table->create();
+            if (table->progress() < 0 && before < 0) break; // no memory: the build cannot start
         }
     }
     return table;

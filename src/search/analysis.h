@@ -115,6 +115,9 @@ class Analysis {
     int root_search(int depth, int alpha, int beta);
     // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
     Egt4Pieces *endgame_table();
+    // The endgame tables borrow this many bytes from the start of the transposition table (93,750 buckets).
+    static constexpr std::size_t endgame_memory = 6000000;
+    void return_lent_memory();
     // Plays from a complete table: true with the line and score set when the table knows the root.
     bool root_from_table(Egt4Pieces &table, int depth);
     void new_node();
