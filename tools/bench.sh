@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Performance figures of the release build: generator, evaluation and search benchmarks, start-up time.
+# Performance figures of the release build: generator, evaluation, endgame-table and search benchmarks,
+# start-up time.
 set -euo pipefail
 dir=${1:-build/release}
 echo "== move generator =="
@@ -18,6 +19,9 @@ print("start-up to uciok: %.1f ms" % ((time.monotonic() - t0) * 1000))
 p.stdin.write(b"quit\n"); p.stdin.flush(); p.wait()
 PY
 if [ -x "$dir/bench_eval" ]; then echo; echo "== evaluation =="; "$dir/bench_eval"; fi
+echo
+echo "== endgame table builds =="
+"$dir/egtb_stats"
 echo
 echo "== search (bench command) =="
 printf 'bench\nquit\n' | "$dir/dravnik"

@@ -1,6 +1,7 @@
 #include "egtb/retro_table.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
@@ -53,6 +54,12 @@ int lowest_square(std::uint64_t b) { return __builtin_ctzll(b); }
 constexpr std::size_t scan_per_unit = 16;
 constexpr long solve_cost = 64;
 constexpr long init_cost = 4;
+
+// Entries that `budget` units pay for at `per_unit` entries a unit, without overflow on 32 bits.
+std::size_t allowance(long budget, std::size_t per_unit) {
+    const std::size_t b = static_cast<std::size_t>(budget);
+    return b > SIZE_MAX / per_unit ? SIZE_MAX : b * per_unit;
+}
 
 } // namespace
 
@@ -286,7 +293,7 @@ bool RetroTable::step(long &budget) {
     while (budget > 0 && m_phase != phase_t::done && m_phase != phase_t::idle) {
         switch (m_phase) {
         case phase_t::mark_illegal: {
-            const std::size_t end = std::min(total, m_cursor + static_cast<std::size_t>(budget));
+            const std::size_t end = m_cursor + std::min(total - m_cursor, allowance(budget, 1));
             budget -= static_cast<long>(end - m_cursor);
             for (; m_cursor < end; ++m_cursor) {
                 const int side = m_cursor >= m_per_side;
@@ -299,7 +306,7 @@ bool RetroTable::step(long &budget) {
         }
         case phase_t::init: {
             const std::size_t end =
-                std::min(total, m_cursor + static_cast<std::size_t>(budget / init_cost + 1));
+                m_cursor + std::min(total - m_cursor, allowance(budget / init_cost + 1, 1));
             budget -= static_cast<long>(end - m_cursor) * init_cost;
             for (; m_cursor < end; ++m_cursor)
                 init_position(m_cursor);
@@ -311,8 +318,7 @@ bool RetroTable::step(long &budget) {
             const bool markers = m_phase == phase_t::markers;
             const unsigned char target =
                 static_cast<unsigned char>(markers ? egt_value::marker + m_ply : m_ply + 1);
-            const std::size_t limit =
-                std::min(total, m_cursor + static_cast<std::size_t>(budget) * scan_per_unit);
+            const std::size_t limit = m_cursor + std::min(total - m_cursor, allowance(budget, scan_per_unit));
             while (m_cursor < limit && budget > 0) {
                 const void *hit = std::memchr(m_memory + m_cursor, target, limit - m_cursor);
                 const std::size_t e =

@@ -190,8 +190,9 @@ void TranspositionTable::set_size(int megabytes) {
 }
 
 void TranspositionTable::clear() {
-    if (m_threshold >= m_count) return;
-    for (std::uint64_t i = m_threshold + 1; i < m_count; ++i)
+    const std::uint64_t threshold = get_threshold();
+    if (threshold >= m_count) return;
+    for (std::uint64_t i = threshold + 1; i < m_count; ++i)
         m_buckets[i].clear();
 }
 

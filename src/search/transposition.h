@@ -4,6 +4,7 @@
 #ifndef DRAVNIK_SEARCH_TRANSPOSITION_H
 #define DRAVNIK_SEARCH_TRANSPOSITION_H
 
+#include <atomic>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -130,8 +131,12 @@ class TranspositionTable {
 
     void clear();
     // The first n bytes of the table are lent out as a plain buffer; the buckets they cover are excluded.
-    void set_threshold(int n) { m_threshold = static_cast<std::uint64_t>(static_cast<std::int64_t>(n) >> 6); }
-    std::uint64_t get_threshold() const { return m_threshold; }
+    // Atomic because the owner of the lent bytes moves it while a second search thread probes the table.
+    void set_threshold(int n) {
+        m_threshold.store(static_cast<std::uint64_t>(static_cast<std::int64_t>(n) >> 6),
+                          std::memory_order_relaxed);
+    }
+    std::uint64_t get_threshold() const { return m_threshold.load(std::memory_order_relaxed); }
     unsigned char *get_uchar_adress() { return reinterpret_cast<unsigned char *>(m_buckets); }
 
     bool enabled() const { return m_enabled; }
@@ -140,13 +145,13 @@ class TranspositionTable {
     bool read(TTrecord &r) const {
         if (!m_enabled) return false;
         const std::uint64_t index = r.get_key() & (m_count - 1);
-        if (index <= m_threshold) return false;
+        if (index <= get_threshold()) return false;
         return m_buckets[index].read(r);
     }
     void write(const TTrecord &r) {
         if (!m_enabled) return;
         const std::uint64_t index = r.get_key() & (m_count - 1);
-        if (index <= m_threshold) return;
+        if (index <= get_threshold()) return;
         m_buckets[index].write(r);
     }
 
@@ -162,7 +167,7 @@ class TranspositionTable {
   private:
     Bucket *m_buckets;
     std::uint64_t m_count;
-    std::uint64_t m_threshold;
+    std::atomic<std::uint64_t> m_threshold;
     bool m_enabled;
 };
 

@@ -1,5 +1,6 @@
 // The endgame tables: indexing, the known longest mates, hand-checked positions, step-wise builds, memory.
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -24,7 +25,7 @@ const Egt4Pieces &built(piece_t first, piece_t second) {
     if (!slot) {
         slot = std::make_unique<Egt4Pieces>(board().attacks(), first, second);
         slot->use_own_buffer();
-        slot->set_step_budget(1L << 40);
+        slot->set_step_budget(std::numeric_limits<long>::max());
         slot->create();
         EXPECT_TRUE(slot->complete());
     }

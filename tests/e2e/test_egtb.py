@@ -1,0 +1,82 @@
+"""Endgame tables over UCI: perfect endings from the binary, the smallest Hash, a Hash resize, clock and stop."""
+import os
+import re
+import sys
+import time
+
+sys.path.insert(0, os.path.dirname(__file__))
+from uci_driver import Engine, main
+
+MATE = re.compile(r" score mate (-?\d+) ")
+QUEEN_ROOK = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"  # Qxh1 and mate in 10
+
+
+def go(e, fen, moves=(), command="go wtime 100000 btime 100000", timeout=60.0):
+    """The best move and the last announced mate (None without one)."""
+    e.send("position fen " + fen + (" moves " + " ".join(moves) if moves else ""))
+    e.send(command)
+    lines = e.expect(lambda l: l.startswith("bestmove"), timeout)
+    mates = [int(m.group(1)) for m in map(MATE.search, lines) if m]
+    return lines[-1].split()[1], (mates[-1] if mates else None)
+
+
+def test_bishop_and_knight_mate_as_announced_with_the_smallest_hash(binary):
+    # 6 MB of Hash is less than the table needs: it is built in a buffer of its own.
+    e = Engine(binary)
+    e.send("setoption name Hash value 6")
+    fen = "8/8/8/3k4/8/8/8/KBN5 w - - 0 1"
+    move, mate = go(e, fen)
+    assert mate is not None and mate > 15, mate
+    # The table plays both sides; the mate comes exactly when announced.
+    moves = [move]
+    while len(moves) < 2 * mate - 1:
+        move, _ = go(e, fen, moves)
+        assert move != "0000", (len(moves), moves)
+        moves.append(move)
+    assert go(e, fen, moves)[0] == "0000", moves
+    assert e.quit() == 0
+
+
+def test_queen_against_rook_survives_a_hash_resize(binary):
+    e = Engine(binary)
+    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    # The table lives in the transposition table's memory: a resize releases it, the next search rebuilds.
+    e.send("setoption name Hash value 16")
+    e.isready()
+    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    # The defender gets the longest defence from the finished table.
+    move, _ = go(e, QUEEN_ROOK, ["b1h1"])
+    assert move in ("e5d4", "e5d5", "e5e4", "e5f4", "e5d6", "e5e6", "e5f5", "e5f6"), move
+    # Other material plays on normally and gives the memory back.
+    e.send("position startpos")
+    e.send("go depth 6")
+    e.expect(lambda l: l.startswith("bestmove"), 30)
+    e.send("setoption name Hash value 6")
+    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert e.quit() == 0
+
+
+def test_the_build_yields_to_the_clock_and_to_stop(binary):
+    e = Engine(binary)
+    e.isready()
+    # Three seconds left is below the reserve the queen-and-rook build needs: an ordinary quick search.
+    start = time.monotonic()
+    move, _ = go(e, QUEEN_ROOK, command="go wtime 3000 btime 3000")
+    assert time.monotonic() - start < 1.5 and move != "0000"
+    # "stop" ends a search that is building the table.
+    e.send("position fen " + QUEEN_ROOK)
+    e.send("go infinite")
+    time.sleep(0.2)
+    start = time.monotonic()
+    e.send("stop")
+    e.expect(lambda l: l.startswith("bestmove"), 5)
+    assert time.monotonic() - start < 1.0
+    # With time enough the build goes on to the end.
+    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert e.quit() == 0
+
+
+if __name__ == "__main__":
+    main([test_bishop_and_knight_mate_as_announced_with_the_smallest_hash,
+          test_queen_against_rook_survives_a_hash_resize,
+          test_the_build_yields_to_the_clock_and_to_stop])
