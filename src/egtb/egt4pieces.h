@@ -48,6 +48,11 @@ class Egt4Pieces {
     // Whether the material of the position (as MaterialIndex::str) belongs to this table.
     bool handles(const std::string &material) const;
 
+    // The tables in build order: sub-endings first, the four-piece table last.
+    int table_count() const { return m_count; }
+    const RetroTable &table(int i) const { return *m_tables[i]; }
+
+  private:
     // The table of the position's material and the position's placement and side to move in it.
     struct Lookup {
         const RetroTable *table = nullptr;
@@ -55,11 +60,7 @@ class Egt4Pieces {
         int side = 0;
     };
     Lookup locate(const ChessPosition &pos) const;
-    // The tables in build order: sub-endings first, the four-piece table last.
-    int table_count() const { return m_count; }
-    const RetroTable &table(int i) const { return *m_tables[i]; }
 
-  private:
     bool m_kbnk;
     std::unique_ptr<RetroTable> m_tables[3];
     int m_count = 0;

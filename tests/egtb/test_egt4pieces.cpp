@@ -132,45 +132,87 @@ TEST(EgtBuild, HandCheckedPositions) {
     EXPECT_EQ(probe(fresh, "k7/8/1K6/8/8/8/8/2Q5 w - - 0 1").result, egt_result_t::unknown);
 }
 
-TEST(EgtBuild, ResultsAgreeWithTheMovesOfEveryPosition) {
-    // A win in n plies has a move to a loss in n - 1 and none quicker; a loss in n has every move reach
-    // a win, the slowest in n - 1. Checked on a sample of king, queen and rook positions against the
-    // board's own move generator.
-    const Egt4Pieces &egt = kqkr();
-    ChessPosition pos(board());
-    const char *const fens[] = {"8/8/8/3k4/8/8/1Q6/K6r w - - 0 1", "8/2k5/8/8/4r3/8/8/KQ6 b - - 0 1",
-                                "4Q3/8/8/8/4K3/8/8/k6r b - - 0 1", "6k1/8/8/8/8/8/r7/K1Q5 w - - 0 1"};
-    MoveGenerator gen(board());
-    for (const char *fen : fens) {
-        pos.fen(fen);
-        for (int depth = 0; depth < 6; ++depth) {
-            const EgtProbe here = egt.probe(pos);
-            ASSERT_NE(here.result, egt_result_t::unknown) << pos.fen();
-            MoveList list;
-            gen.generate_moves(pos, list);
-            int best_win = 1000, slowest_loss = -1;
-            bool draw = false;
-            for (const Move &m : list) {
-                pos.make_move(m);
-                const EgtProbe child = egt.probe(pos);
-                pos.unmake_move();
-                if (child.result == egt_result_t::loss) best_win = std::min(best_win, child.plies + 1);
-                if (child.result == egt_result_t::win) slowest_loss = std::max(slowest_loss, child.plies + 1);
-                if (child.result == egt_result_t::draw || child.result == egt_result_t::unknown) draw = true;
-            }
-            if (here.result == egt_result_t::win) {
-                EXPECT_EQ(here.plies, best_win) << pos.fen();
-            } else if (here.result == egt_result_t::loss) {
-                EXPECT_FALSE(draw || best_win < 1000) << pos.fen();
-                EXPECT_EQ(here.plies, list.size() == 0 ? 0 : slowest_loss) << pos.fen();
-            } else {
-                EXPECT_EQ(best_win, 1000) << pos.fen();
-                EXPECT_TRUE(draw || list.size() == 0) << pos.fen();
-            }
-            if (list.size() == 0) break;
-            pos.make_move(list[depth % list.size()]); // wander on through a few positions
-        }
+// The FEN of a table entry, or "" when two pieces share a square.
+std::string fen_of(const RetroTable &t, std::size_t e) {
+    const int side = e >= t.positions_per_side();
+    const Placement p =
+        t.placement(static_cast<std::uint32_t>(e - side * std::size_t(t.positions_per_side())));
+    std::string board(64, '.');
+    for (int k = 0; k < t.slots(); ++k) {
+        char &c = board[p.sq[k]];
+        if (c != '.') return "";
+        c = "?PNBRQK"[t.piece(k) & 7];
+        if (t.piece(k) & 8) c = static_cast<char>(c - 'A' + 'a');
     }
+    std::string fen;
+    for (int rank = 7; rank >= 0; --rank) {
+        int empty = 0;
+        for (int file = 0; file < 8; ++file) {
+            const char c = board[rank * 8 + file];
+            if (c == '.') {
+                ++empty;
+                continue;
+            }
+            if (empty) fen += static_cast<char>('0' + empty);
+            fen += c;
+            empty = 0;
+        }
+        if (empty) fen += static_cast<char>('0' + empty);
+        if (rank) fen += '/';
+    }
+    return fen + (side == 0 ? " w - - 0 1" : " b - - 0 1");
+}
+
+// Every stride-th entry against the board's own rules: illegal exactly when the position cannot be set up;
+// a win in n plies has a move to a loss in n - 1 and none quicker; a loss in n has only moves to wins, the
+// slowest in n - 1 (none at all when mated); a draw has no winning move and a move that does not lose.
+void check_against_moves(const Egt4Pieces &egt, const RetroTable &t, std::size_t stride) {
+    ChessPosition pos(board());
+    MoveGenerator gen(board());
+    int checked = 0;
+    for (std::size_t e = 0; e < t.bytes_needed(); e += stride) {
+        const std::string fen = fen_of(t, e);
+        const unsigned char v = t.entry_value(e);
+        if (fen.empty()) {
+            ASSERT_EQ(v, egt_value::illegal);
+            continue;
+        }
+        pos.fen(fen);
+        ASSERT_EQ(v == egt_value::illegal, !pos.setup_error().empty()) << fen;
+        if (v == egt_value::illegal) continue;
+        const EgtProbe here = egt.probe(pos);
+        MoveList list;
+        gen.generate_moves(pos, list);
+        int quickest_win = 1000, slowest_loss = -1;
+        bool holds = false;
+        for (const Move &m : list) {
+            pos.make_move(m);
+            const EgtProbe child = egt.probe(pos); // unknown: material that cannot mate
+            pos.unmake_move();
+            if (child.result == egt_result_t::loss) quickest_win = std::min(quickest_win, child.plies + 1);
+            if (child.result == egt_result_t::win) slowest_loss = std::max(slowest_loss, child.plies + 1);
+            if (child.result != egt_result_t::win) holds = true;
+        }
+        if (here.result == egt_result_t::win) {
+            ASSERT_EQ(here.plies, quickest_win) << fen;
+        } else if (here.result == egt_result_t::loss) {
+            ASSERT_FALSE(holds) << fen;
+            ASSERT_EQ(here.plies, list.size() == 0 ? 0 : slowest_loss) << fen;
+        } else {
+            ASSERT_EQ(here.result, egt_result_t::draw) << fen;
+            ASSERT_EQ(quickest_win, 1000) << fen;
+            ASSERT_TRUE(holds || list.size() == 0) << fen;
+        }
+        ++checked;
+    }
+    EXPECT_GT(checked, 1000);
+}
+
+TEST(EgtBuild, ResultsAgreeWithTheMovesOfSampledPositions) {
+    check_against_moves(kqkr(), kqkr().table(0), 3);
+    check_against_moves(kqkr(), kqkr().table(1), 3);
+    check_against_moves(kqkr(), kqkr().table(2), 401);
+    check_against_moves(kbnk(), kbnk().table(0), 401);
 }
 
 TEST(EgtBuild, AStepWiseBuildEqualsAnUninterruptedOne) {
