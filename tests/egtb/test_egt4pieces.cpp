@@ -116,6 +116,8 @@ TEST(EgtBuild, HandCheckedPositions) {
     const EgtProbe skewer = probe(kqkr(), "4Q3/8/8/8/4K3/8/8/k6r b - - 0 1");
     EXPECT_EQ(skewer.result, egt_result_t::win);
     EXPECT_GT(skewer.plies, 3);
+    // With the queen next to the king's flight square the same skewer only draws: Re1+ Kd5 Rxe6 Kxe6.
+    expect(probe(kqkr(), "k7/8/4Q3/8/4K3/8/8/7r b - - 0 1"), egt_result_t::draw);
     // The side to move giving check is an impossible position.
     expect(probe(kqkr(), "k7/8/8/8/8/8/8/Q3K2r w - - 0 1"), egt_result_t::illegal);
     // Bishop and knight: Be5 mates in the bishop's corner; with black to move it is stalemate.
