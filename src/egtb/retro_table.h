@@ -56,7 +56,7 @@ class RetroTable {
     std::size_t bytes_needed() const { return 2 * static_cast<std::size_t>(m_per_side); }
     // Points the table at its memory (bytes_needed() bytes) and starts the build over.
     void attach(unsigned char *memory);
-    // Advances the build by about `budget` units of work (a scanned entry is one, a solved position some
+    // Advances the build by about `budget` units of work (a scanned entry a fraction of one, a solved position
     // dozens), deducting what it used; returns true once the table is complete.
     bool step(long &budget);
     bool complete() const { return m_phase == phase_t::done; }
