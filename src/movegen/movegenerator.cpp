@@ -17,8 +17,7 @@ template <int colour> inline std::uint64_t pawn_attack_origins(std::uint64_t tar
 
 MoveGenerator::MoveGenerator(const BoardTables &tables)
     : m_tables(tables), m_count(0), m_occupied(0), m_pinned(0), m_discovering(0), m_own(0), m_enemy(0),
-      m_own_king(0), m_enemy_king(0), m_rook_from_king(0), m_bishop_from_king(0), m_knight_from_king(0),
-      m_pawn_checks(0), m_own_rq(0), m_own_bq(0), m_blocked_attackers(0) {}
+      m_own_king(0), m_enemy_king(0), m_check_squares{}, m_own_rq(0), m_own_bq(0), m_blocked_attackers(0) {}
 
 MoveGenerator::MoveGenerator(const MoveGenerator &o) : MoveGenerator(o.m_tables) {}
 
@@ -121,13 +120,14 @@ template <int colour> void MoveGenerator::fill_caches(const ChessPosition &pos) 
     m_own_rq = (pos.pieces(wrook + c) | pos.pieces(wqueen + c)).value();
     m_own_bq = (pos.pieces(wbishop + c) | pos.pieces(wqueen + c)).value();
     const BitBoard occ(m_occupied);
+    for (std::uint64_t &squares : m_check_squares)
+        squares = 0;
     if (m_enemy_king) {
-        m_rook_from_king = a.rook(ek, occ).value();
-        m_bishop_from_king = a.bishop(ek, occ).value();
-        m_knight_from_king = a.knight(ek).value();
-        m_pawn_checks = pawn_attack_origins<colour>(m_enemy_king);
-    } else {
-        m_rook_from_king = m_bishop_from_king = m_knight_from_king = m_pawn_checks = 0;
+        m_check_squares[wpawn] = pawn_attack_origins<colour>(m_enemy_king);
+        m_check_squares[wknight] = a.knight(ek).value();
+        m_check_squares[wbishop] = a.bishop(ek, occ).value();
+        m_check_squares[wrook] = a.rook(ek, occ).value();
+        m_check_squares[wqueen] = m_check_squares[wbishop] | m_check_squares[wrook];
     }
     m_blocked_attackers =
         m_own_king ? pos.blocked_attackers<1 - colour>(BitBoard(m_own_king).get_first_square()).value() : 0;
@@ -294,27 +294,7 @@ template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &,
                          (a.bishop(ek, occ).value() & own_bq & ~fb)) != 0;
             }
         }
-        if (!check) {
-            switch (kind) {
-            case 1:
-                check = (m_pawn_checks & tb) != 0;
-                break;
-            case 2:
-                check = (m_knight_from_king & tb) != 0;
-                break;
-            case 3:
-                check = (m_bishop_from_king & tb) != 0;
-                break;
-            case 4:
-                check = (m_rook_from_king & tb) != 0;
-                break;
-            case 5:
-                check = ((m_rook_from_king | m_bishop_from_king) & tb) != 0;
-                break;
-            default:
-                break;
-            }
-        }
+        if (!check) check = (m_check_squares[kind] & tb) != 0;
         break;
     case promo_queen:
     case promo_rook:
@@ -325,7 +305,7 @@ template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &,
         const move_t code = m.code();
         check = ((code == promo_queen || code == promo_rook) && (rl & tb)) ||
                 ((code == promo_queen || code == promo_bishop) && (bl & tb)) ||
-                (code == promo_knight && (m_knight_from_king & tb)) || (rl & own_rq & ~fb) ||
+                (code == promo_knight && (m_check_squares[wknight] & tb)) || (rl & own_rq & ~fb) ||
                 (bl & own_bq & ~fb);
         break;
     }
@@ -337,7 +317,7 @@ template <int colour> void MoveGenerator::set_checkstatus(const ChessPosition &,
     case en_passant: {
         const std::uint64_t victim = colour ? tb >> 8 : tb << 8;
         const BitBoard occ((m_occupied & ~fb & ~victim) | tb);
-        check = (m_pawn_checks & tb) || (a.rook(ek, occ).value() & own_rq) ||
+        check = (m_check_squares[wpawn] & tb) || (a.rook(ek, occ).value() & own_rq) ||
                 (a.bishop(ek, occ).value() & own_bq);
         break;
     }

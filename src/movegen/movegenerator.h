@@ -48,12 +48,11 @@ class MoveGenerator {
     std::uint64_t m_enemy;
     std::uint64_t m_own_king;
     std::uint64_t m_enemy_king;
-    std::uint64_t m_rook_from_king;   // rook lines from the enemy king
-    std::uint64_t m_bishop_from_king; // diagonals from the enemy king
-    std::uint64_t m_knight_from_king;
-    std::uint64_t m_pawn_checks; // squares from which an own pawn attacks the enemy king
-    std::uint64_t m_own_rq;      // own rooks and queens
-    std::uint64_t m_own_bq;      // own bishops and queens
+    // Per piece kind (pawn .. queen), the squares from which an own piece of that kind checks the
+    // enemy king: one lookup decides a direct check.
+    std::uint64_t m_check_squares[8];
+    std::uint64_t m_own_rq; // own rooks and queens
+    std::uint64_t m_own_bq; // own bishops and queens
     Square m_enemy_king_square;
     std::uint64_t m_blocked_attackers; // enemy pieces bearing on the own king, blockers disregarded
 };
