@@ -221,8 +221,8 @@ unsigned char RetroTable::capture_value(int side, const Placement &child, int ca
 
 void RetroTable::init_position(std::size_t e) {
     if (m_memory[e] == egt_value::illegal) return;
-    const int side = e >= m_per_side;
-    const Placement p = placement(static_cast<std::uint32_t>(e - side * std::size_t(m_per_side)));
+    const int side = side_of(e);
+    const Placement p = entry_placement(e);
     int moves = 0, quickest_win = 1000, longest_loss = 0;
     bool drawn = false;
     for_each_move(side, p, [&](unsigned char v, bool capture) {
@@ -265,9 +265,9 @@ int RetroTable::loss_ply(int side, const Placement &p) const {
 void RetroTable::solve_position(std::size_t e) {
     // e was decided at ply m_ply; the positions one move before it are decided at m_ply + 1 when they win
     // by moving here, or lose when every one of their moves now loses.
-    const int side = e >= m_per_side;
+    const int side = side_of(e);
     const int mover = 1 - side;
-    const Placement p = placement(static_cast<std::uint32_t>(e - side * std::size_t(m_per_side)));
+    const Placement p = entry_placement(e);
     const std::uint64_t occ = occupancy(p);
     const unsigned char next = static_cast<unsigned char>(m_ply + 2);
     for (int k = 0; k < m_slots; ++k) {
@@ -296,9 +296,8 @@ bool RetroTable::step(long &budget) {
             const std::size_t end = m_cursor + std::min(total - m_cursor, allowance(budget, 1));
             budget -= static_cast<long>(end - m_cursor);
             for (; m_cursor < end; ++m_cursor) {
-                const int side = m_cursor >= m_per_side;
-                const Placement p =
-                    placement(static_cast<std::uint32_t>(m_cursor - side * std::size_t(m_per_side)));
+                const int side = side_of(m_cursor);
+                const Placement p = entry_placement(m_cursor);
                 m_memory[m_cursor] = illegal(side, p) ? egt_value::illegal : egt_value::unknown;
             }
             if (m_cursor == total) m_phase = phase_t::init, m_cursor = 0;
@@ -336,9 +335,8 @@ bool RetroTable::step(long &budget) {
                     m_memory[e] =
                         static_cast<unsigned char>(m_ply + 1); // the capture wins: nothing won sooner
                 } else {
-                    const int side = e >= m_per_side;
-                    const Placement p =
-                        placement(static_cast<std::uint32_t>(e - side * std::size_t(m_per_side)));
+                    const int side = side_of(e);
+                    const Placement p = entry_placement(e);
                     m_memory[e] = loss_ply(side, p) == m_ply ? static_cast<unsigned char>(m_ply + 1)
                                                              : egt_value::unknown;
                 }

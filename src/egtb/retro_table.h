@@ -56,8 +56,8 @@ class RetroTable {
     std::size_t bytes_needed() const { return 2 * static_cast<std::size_t>(m_per_side); }
     // Points the table at its memory (bytes_needed() bytes) and starts the build over.
     void attach(unsigned char *memory);
-    // Advances the build by about `budget` units of work (a scanned entry a fraction of one, a solved position
-    // dozens), deducting what it used; returns true once the table is complete.
+    // Advances the build by about `budget` units of work (a scanned entry a fraction of one, a solved
+    // position dozens), deducting what it used; returns true once the table is complete.
     bool step(long &budget);
     bool complete() const { return m_phase == phase_t::done; }
     // 0 to 100 while building.
@@ -65,6 +65,11 @@ class RetroTable {
 
     std::uint32_t index(const Placement &p) const;
     Placement placement(std::uint32_t index) const;
+    // An entry (0 to bytes_needed() - 1) is the side to move's block, then the index within it.
+    int side_of(std::size_t entry) const { return entry >= m_per_side; }
+    Placement entry_placement(std::size_t entry) const {
+        return placement(static_cast<std::uint32_t>(entry - side_of(entry) * std::size_t(m_per_side)));
+    }
     // The entry of the position mirrored in the a1-h8 diagonal when the strong king stands on it, else
     // the same entry.
     std::uint32_t diagonal_mirror(std::uint32_t index) const;

@@ -365,15 +365,18 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
         if (child.result == egt_result_t::win) return -(mate - 1 - child.plies);
         return 0;
     };
-    int best_score = -infinity;
-    Move best;
-    for (const Move &m : list) {
-        const int v = value(m);
-        if (v > best_score) {
-            best_score = v;
-            best = m;
+    // The first move of a non-empty list with the best table value, and that value.
+    auto best_of = [&value](const MoveList &moves, int &best_score) {
+        Move best = moves[0];
+        best_score = -infinity;
+        for (const Move &m : moves) {
+            const int v = value(m);
+            if (v > best_score) best_score = v, best = m;
         }
-    }
+        return best;
+    };
+    int best_score;
+    const Move best = best_of(list, best_score);
     // The line follows the table for a few moves.
     PrincipalVariation line;
     line.push_back(best);
@@ -382,15 +385,8 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
         MoveList replies(m_moves[m_ply]);
         m_gen.generate_moves(m_pos, replies);
         if (replies.size() == 0) break;
-        Move next = replies[0];
-        int next_score = -infinity;
-        for (const Move &m : replies) {
-            const int v = value(m);
-            if (v > next_score) {
-                next_score = v;
-                next = m;
-            }
-        }
+        int next_score;
+        const Move next = best_of(replies, next_score);
         line.push_back(next);
         make_move(next);
     }

@@ -136,9 +136,8 @@ TEST(EgtBuild, HandCheckedPositions) {
 
 // The FEN of a table entry, or "" when two pieces share a square.
 std::string fen_of(const RetroTable &t, std::size_t e) {
-    const int side = e >= t.positions_per_side();
-    const Placement p =
-        t.placement(static_cast<std::uint32_t>(e - side * std::size_t(t.positions_per_side())));
+    const int side = t.side_of(e);
+    const Placement p = t.entry_placement(e);
     std::string board(64, '.');
     for (int k = 0; k < t.slots(); ++k) {
         char &c = board[p.sq[k]];
