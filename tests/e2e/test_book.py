@@ -49,16 +49,14 @@ def test_book_move_from_the_start_position(binary):
         e = Engine(binary, cwd=tmp)
         e.send("setoption name OwnBook value true")
         e.send("position startpos")
-        e.send("go wtime 60000 btime 60000")
-        lines = e.expect(lambda l: l.startswith("bestmove"), 5)
+        lines = e.go("go wtime 60000 btime 60000", 5)
         assert not any(l.startswith("info depth") for l in lines), lines  # answered from the book, no search
         move = lines[-1].split()[1]
         expected = book_moves(START_KEY)
         assert move in expected, (move, sorted(expected))
         # Far outside the book the engine searches as usual.
         e.send("position fen 8/8/4k3/8/8/4K3/4P3/8 w - - 0 1")
-        e.send("go depth 6")
-        lines = e.expect(lambda l: l.startswith("bestmove"), 10)
+        lines = e.go("go depth 6", 10)
         assert any(l.startswith("info depth") for l in lines), lines
         assert e.quit() == 0
 

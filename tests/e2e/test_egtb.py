@@ -14,8 +14,7 @@ QUEEN_ROOK = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"  # Qxh1 and mate in 10
 def go(e, fen, moves=(), command="go wtime 100000 btime 100000", timeout=60.0):
     """The best move and the last announced mate (None without one)."""
     e.send("position fen " + fen + (" moves " + " ".join(moves) if moves else ""))
-    e.send(command)
-    lines = e.expect(lambda l: l.startswith("bestmove"), timeout)
+    lines = e.go(command, timeout)
     mates = [int(m.group(1)) for m in map(MATE.search, lines) if m]
     return lines[-1].split()[1], (mates[-1] if mates else None)
 
@@ -49,8 +48,7 @@ def test_queen_against_rook_survives_a_hash_resize(binary):
     assert move in ("e5d4", "e5d5", "e5e4", "e5f4", "e5d6", "e5e6", "e5f5", "e5f6"), move
     # Other material plays on normally and gives the memory back.
     e.send("position startpos")
-    e.send("go depth 6")
-    e.expect(lambda l: l.startswith("bestmove"), 30)
+    e.go("go depth 6")
     e.send("setoption name Hash value 6")
     assert go(e, QUEEN_ROOK) == ("b1h1", 10)
     assert e.quit() == 0

@@ -36,9 +36,7 @@ def chess960_fen(n):
 
 
 def legal_moves(e, position):
-    e.send(position)
-    e.send("go perft 1")
-    lines = e.expect(lambda l: l.startswith("Nodes searched:"), 30)
+    lines = e.perft(position, 1, 30)
     return [l.split(":")[0] for l in lines if ": " in l and not l.startswith("Nodes")]
 
 
@@ -62,8 +60,7 @@ def play(binary, start, chess960, rng, results, index):
                 break
             e.send(position)
             t0 = time.monotonic()
-            e.send("go wtime 2000 btime 2000 winc 20 binc 20")
-            line = e.expect(lambda l: l.startswith("bestmove"), 10)[-1]
+            line = e.go("go wtime 2000 btime 2000 winc 20 binc 20", 10)[-1]
             if time.monotonic() - t0 > 3.0:
                 raise AssertionError("search overran its clock: %.2f s" % (time.monotonic() - t0))
             move = line.split()[1]

@@ -33,16 +33,13 @@ def test_handshake_and_quit(binary):
 
 def test_perft_divide(binary):
     e = Engine(binary)
-    e.send("position startpos")
-    e.send("go perft 3")
-    lines = e.expect(lambda l: l.startswith("Nodes searched:"))
+    lines = e.perft("position startpos", 3)
     assert lines[-1] == "Nodes searched: 8902", lines[-1]
     assert lines[-2] == ""
     assert len(lines) == 20 + 2, len(lines)
     assert "e2e4: 600" in lines and all(": " in l for l in lines[:-2])
-    e.send("position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1")
-    e.send("go perft 2")
-    assert e.expect(lambda l: l.startswith("Nodes searched:"))[-1] == "Nodes searched: 2039"
+    kiwipete = "position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"
+    assert e.perft(kiwipete, 2)[-1] == "Nodes searched: 2039"
     assert e.quit() == 0
 
 
@@ -50,9 +47,7 @@ def test_incremental_position(binary):
     e = Engine(binary)
     e.send("position startpos moves e2e4")
     e.send("position startpos moves e2e4 e7e5")
-    e.send("position startpos moves e2e4 e7e5 g1f3")
-    e.send("go perft 1")
-    lines = e.expect(lambda l: l.startswith("Nodes searched:"))
+    lines = e.perft("position startpos moves e2e4 e7e5 g1f3", 1)
     assert lines[-1] == "Nodes searched: 29", lines[-1]  # black to move after 1.e4 e5 2.Nf3
     assert e.quit() == 0
 
@@ -82,9 +77,7 @@ def test_malformed_input_keeps_the_engine_serving(binary):
         e.send(line)
         e.isready()
     # The last good position stands: after the rejected lines the legal FEN above is kept.
-    e.send("position startpos")
-    e.send("go perft 2")
-    assert e.expect(lambda l: l.startswith("Nodes searched:"))[-1] == "Nodes searched: 400"
+    assert e.perft("position startpos", 2)[-1] == "Nodes searched: 400"
     assert e.quit() == 0
 
 

@@ -16,28 +16,23 @@ def bestmove(lines):
     return lines[-1].split()[1]
 
 
-def search(e, go, timeout=30.0):
-    e.send(go)
-    return e.expect(lambda l: l.startswith("bestmove"), timeout)
-
-
 def test_depth_nodes_movetime_and_clock(binary):
     e = Engine(binary)
     e.send("position startpos moves e2e4")
-    lines = search(e, "go depth 5")
+    lines = e.go("go depth 5")
     infos = [l for l in lines if l.startswith("info depth")]
     assert infos and all(INFO.match(l) for l in infos), infos[-3:]
     assert infos[-1].startswith("info depth 5 "), infos[-1]
     assert any(l.startswith("info hashfull ") for l in lines)
     assert lines.index([l for l in lines if l.startswith("info hashfull")][0]) == len(lines) - 2
-    search(e, "go nodes 5000")
+    e.go("go nodes 5000")
     start = time.monotonic()
-    search(e, "go movetime 300", timeout=5)
+    e.go("go movetime 300", timeout=5)
     assert time.monotonic() - start < 2.0
     start = time.monotonic()
-    search(e, "go wtime 2000 btime 2000 winc 10 binc 10 movestogo 5", timeout=5)
+    e.go("go wtime 2000 btime 2000 winc 10 binc 10 movestogo 5", timeout=5)
     assert time.monotonic() - start < 2.5
-    search(e, "go mate 3")
+    e.go("go mate 3")
     assert e.quit() == 0
 
 
@@ -89,21 +84,21 @@ def test_quit_during_search(binary):
 def test_mate_score_and_searchmoves(binary):
     e = Engine(binary)
     e.send("position fen 8/8/8/8/8/6k1/4r3/6K1 b - - 0 1")
-    lines = search(e, "go depth 4")
+    lines = e.go("go depth 4")
     assert bestmove(lines) == "e2e1"
     # A search of more than a millisecond reports its mate score (a shorter one reports nothing at all).
     e.send("position fen 4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1")
-    lines = search(e, "go depth 8")
+    lines = e.go("go depth 8")
     assert bestmove(lines) == "b3c4"
     assert any(" score mate 3 " in l for l in lines), lines[-4:]
     e.send("position startpos")
-    lines = search(e, "go depth 3 searchmoves a2a3 h2h3")
+    lines = e.go("go depth 3 searchmoves a2a3 h2h3")
     assert bestmove(lines) in ("a2a3", "h2h3")
     e.send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 b - - 0 1")
-    lines = search(e, "go depth 4")
+    lines = e.go("go depth 4")
     assert bestmove(lines) != "0000"
     e.send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1")
-    lines = search(e, "go depth 4")
+    lines = e.go("go depth 4")
     assert bestmove(lines) == "a1a8"
     assert e.quit() == 0
 
@@ -112,7 +107,7 @@ def test_multipv(binary):
     e = Engine(binary)
     e.send("setoption name MultiPV value 3")
     e.send("position startpos")
-    lines = search(e, "go depth 4")
+    lines = e.go("go depth 4")
     last = [l for l in lines if l.startswith("info depth 4 ")]
     numbers = sorted(int(re.search(r" multipv (\d+) ", l).group(1)) for l in last[-3:])
     assert numbers == [1, 2, 3], last
@@ -129,7 +124,7 @@ def test_options_case_insensitive_and_clamped(binary):
         e.send(line)
         e.isready()
     e.send("position startpos")
-    bestmove(search(e, "go depth 3"))
+    bestmove(e.go("go depth 3"))
     assert e.quit() == 0
 
 
@@ -137,13 +132,9 @@ def test_chess960_castling_text(binary):
     e = Engine(binary)
     e.send("setoption name UCI_Chess960 value true")
     # Castling is written as the king taking its own rook: e1b1 and e1g1 here.
-    e.send("position fen 1r2k1r1/pppppppp/8/8/8/8/PPPPPPPP/1R2K1R1 w GBgb - 0 1")
-    e.send("go perft 1")
-    lines = e.expect(lambda l: l.startswith("Nodes searched"))
+    lines = e.perft("position fen 1r2k1r1/pppppppp/8/8/8/8/PPPPPPPP/1R2K1R1 w GBgb - 0 1", 1)
     assert "e1g1: 1" in lines and "e1b1: 1" in lines, lines
-    e.send("position fen 1r2k1r1/pppppppp/8/8/8/8/PPPPPPPP/1R2K1R1 w GBgb - 0 1 moves e1b1")
-    e.send("go perft 1")
-    lines = e.expect(lambda l: l.startswith("Nodes searched"))
+    lines = e.perft("position fen 1r2k1r1/pppppppp/8/8/8/8/PPPPPPPP/1R2K1R1 w GBgb - 0 1 moves e1b1", 1)
     assert "e8b8: 1" in lines, lines
     assert e.quit() == 0
 
@@ -155,17 +146,16 @@ def test_eval_and_bench_output(binary):
     lines = e.expect(lambda l: l.startswith("Total score: "))
     assert lines[0].startswith("material"), lines[0]
     assert lines[-1].endswith("(white's point of view)")
-    e.send("go depth 1")
-    bestmove(e.expect(lambda l: l.startswith("bestmove")))
+    bestmove(e.go("go depth 1"))
     assert e.quit() == 0
 
 
 def test_go_without_kings_or_moves(binary):
     e = Engine(binary)
     e.send("position fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1")  # stalemate
-    assert bestmove(search(e, "go depth 5", 5)) == "0000"
+    assert bestmove(e.go("go depth 5", 5)) == "0000"
     e.send("position fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1")  # checkmate
-    assert bestmove(search(e, "go movetime 100", 5)) == "0000"
+    assert bestmove(e.go("go movetime 100", 5)) == "0000"
     assert e.quit() == 0
 
 

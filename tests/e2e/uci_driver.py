@@ -45,6 +45,17 @@ class Engine:
             if predicate(line):
                 return lines
 
+    def perft(self, position, depth, timeout=10.0):
+        """Sets the position; the lines of "go perft" up to and including the "Nodes searched" total."""
+        self.send(position)
+        self.send("go perft %d" % depth)
+        return self.expect(lambda l: l.startswith("Nodes searched:"), timeout)
+
+    def go(self, command, timeout=30.0):
+        """Sends a "go" command; the lines up to and including "bestmove"."""
+        self.send(command)
+        return self.expect(lambda l: l.startswith("bestmove"), timeout)
+
     def isready(self, timeout=10.0):
         self.send("isready")
         return self.expect(lambda l: l == "readyok", timeout)
