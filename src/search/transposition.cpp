@@ -1,5 +1,6 @@
 #include "search/transposition.h"
 
+#include <limits>
 #include <new>
 #include <sstream>
 
@@ -176,7 +177,8 @@ void TranspositionTable::set_size(int megabytes) {
     if (count == m_count) return;
     const std::string failure = "TranspositionTable::set_size(" + std::to_string(megabytes) +
                                 ") cannot allocate " + std::to_string(count) + " buckets";
-    if (count > max_buckets) throw TTAllocationError(failure);
+    // A table larger than the address space is refused before new[] is asked (4096 MB on a 32-bit target).
+    if (count > std::numeric_limits<std::size_t>::max() / sizeof(Bucket)) throw TTAllocationError(failure);
     // The new array comes first so that a failure leaves the old table in service.
     Bucket *fresh = nullptr;
     try {

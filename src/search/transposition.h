@@ -123,7 +123,7 @@ class TranspositionTable {
     TranspositionTable &operator=(const TranspositionTable &) = delete;
 
     // Rounds megabytes * 16384 down to a power of two; below 6 MB counts as 6. Throws TTAllocationError
-    // (table unchanged) when the count exceeds max_buckets or the allocation fails.
+    // (table unchanged) when the process cannot allocate the new table.
     void set_size(int megabytes);
     int get_size() const { return static_cast<int>((m_count * sizeof(Bucket)) >> 20); }
     std::uint64_t get_count() const { return m_count; }
@@ -158,9 +158,6 @@ class TranspositionTable {
     // Per mille of the records in the first 1000 buckets that carry the date.
     int hashfull(unsigned char date) const;
 
-    // The most a 32-bit address space can hold (2 GB of buckets is already too much), applied everywhere
-    // so that both targets behave alike.
-    static constexpr std::uint64_t max_buckets = 33554431;
     static constexpr std::uint64_t buckets_per_megabyte = 16384;
     static constexpr std::uint64_t default_buckets = 2097152;
 

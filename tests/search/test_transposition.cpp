@@ -127,10 +127,11 @@ TEST(TranspositionTable, ResizingKeepsOrDropsEntries) {
     TTrecord probe(r.get_key(), 0);
     ASSERT_TRUE(tt.read(probe));
     EXPECT_EQ(probe, r);
-    for (int mb : {4096, 2048})
-        EXPECT_THROW(tt.set_size(mb), TTAllocationError);
-    EXPECT_EQ(tt.get_count(), 2097152u);
-    EXPECT_TRUE(tt.read(probe));
+    if (sizeof(std::size_t) == 4) { // 4 GB of buckets cannot exist in a 32-bit address space
+        EXPECT_THROW(tt.set_size(4096), TTAllocationError);
+        EXPECT_EQ(tt.get_count(), 2097152u);
+        EXPECT_TRUE(tt.read(probe));
+    }
     tt.set_size(64);
     EXPECT_FALSE(tt.read(probe));
 }
