@@ -1,13 +1,60 @@
 #include "search/timemanager.h"
 
+#include <algorithm>
+
+TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime) {
+    using std::min;
+    constexpr std::uint64_t overhead = TimeManager::move_overhead_ms;
+    if (movetime != time_not_given) {
+        // A fixed move time: the answer must be out by then, the protocol's cost included.
+        const std::uint64_t end = movetime > overhead ? movetime - overhead : 1;
+        return {end, end};
+    }
+    if (time_left == time_not_given) return {time_not_given, time_not_given};
+    const std::uint64_t t = time_left, i = increment;
+
+    // The ordinary shares: B from the clock and the moves to go (40 when the GUI gives none), the planned
+    // time S = 1.5 B and the hard limit H = 2.5 B at 40 moves to go.
+    const std::uint64_t m = movestogo > 0 ? static_cast<std::uint64_t>(movestogo) : 40;
+    const std::uint64_t b = (m * i + t) / (m + 2);
+    const std::uint64_t s = (m * b) / 40 + b - b / 2;
+    const std::uint64_t h = 2 * ((b / 2) * m / 40 + (b - b / 4));
+
+    // Bounded by the clock. The horizon assumes the game lasts at least as many moves again, so that in
+    // sudden death an increment never pays for more than the move it comes with: the coming increments
+    // count at three quarters and every move sets its protocol cost aside. A search usually ends at 60 per
+    // cent of its planned time, so the plan is 5/3 of the share.
+    const std::uint64_t horizon = movestogo > 0 ? min(m, sudden_death_horizon) : sudden_death_horizon;
+    const std::uint64_t income = t + (horizon - 1) * (3 * i / 4);
+    const std::uint64_t costs = (horizon + 1) * overhead;
+    const std::uint64_t pool = income > costs ? income - costs : 0;
+    // A reserve never planned with: it absorbs a late answer and grows with the increment that refills it.
+    const std::uint64_t reserve = 2 * i + 5 * overhead;
+    const std::uint64_t avail = t > overhead + reserve ? t - overhead - reserve : 0;
+
+    const std::uint64_t soft = min({s, 5 * pool / (3 * horizon), avail});
+    const std::uint64_t hard = min({h, 3 * soft, avail / 3 + i / 2, avail});
+    return {soft, std::max(soft, hard)};
+}
+
 void TimeManager::reset() {
     m_movestogo = 999;
+    m_movestogo_given = false;
     m_mate = 999999;
     m_wtime = m_btime = time_not_given;
     m_winc = m_binc = 0;
     m_movetime = time_not_given;
     m_infinite = m_pondering = false;
+    m_origin = std::chrono::system_clock::time_point{};
     m_timer.clear();
+}
+
+void TimeManager::start() {
+    m_timer.clear();
+    m_timer.start();
+    // The clock of the GUI runs since it sent "go": count the time the command spent in the queues.
+    if (m_origin != std::chrono::system_clock::time_point{} && m_origin < std::chrono::system_clock::now())
+        m_timer.backdate(m_origin);
 }
 
 std::uint64_t TimeManager::elapsed_ms() {
@@ -19,11 +66,10 @@ std::uint64_t TimeManager::elapsed_ms() {
     return static_cast<std::uint64_t>(m_timer.nanoseconds() / 1e9 * 1000);
 }
 
-std::uint64_t TimeManager::base_share() const {
-    const std::uint64_t m = static_cast<std::uint64_t>(m_movestogo);
-    const std::uint64_t t = m_white_to_move ? m_wtime : m_btime;
-    const std::uint64_t i = m_white_to_move ? m_winc : m_binc;
-    return (m * i + t) / (m + 2);
+TimeBudget TimeManager::budget() const {
+    const bool white = m_white_to_move;
+    return plan_time(white ? m_wtime : m_btime, white ? m_winc : m_binc, m_movestogo_given ? m_movestogo : 0,
+                     m_movetime);
 }
 
 bool TimeManager::time_to_move() {
@@ -32,16 +78,14 @@ bool TimeManager::time_to_move() {
     if (m_movetime == 0) return false;
     // Unsigned on purpose: a move time below the lag wraps around and never fires here.
     if (elapsed >= m_movetime - static_cast<std::uint64_t>(m_lag)) return true;
-    if (m_movetime != time_not_given) return false;
-    const std::uint64_t b = base_share(), m = static_cast<std::uint64_t>(m_movestogo);
-    const std::uint64_t hard = 2 * ((b / 2) * m / 40 + (b - b / 4));
-    return hard < elapsed;
+    return elapsed >= budget().hard;
 }
 
 int TimeManager::percentage() {
     const std::uint64_t elapsed = elapsed_ms();
     if (m_infinite || m_pondering) return 0;
-    const std::uint64_t s = target_ms();
+    const std::uint64_t s = budget().soft;
+    if (s == time_not_given) return 0;
     return s == 0 ? 100 : static_cast<int>(elapsed * 100 / s);
 }
 
@@ -53,24 +97,9 @@ int TimeManager::remaining_time() {
     return left > 2147483647LL ? 2147483647 : static_cast<int>(left); // "not given" reads as plenty
 }
 
-std::uint64_t TimeManager::target_ms() const {
-    if (m_movetime != 0 && m_movetime != time_not_given) return m_movetime;
-    const std::uint64_t b = base_share(), m = static_cast<std::uint64_t>(m_movestogo);
-    return (m * b) / 40 + b - b / 2;
-}
-
 std::uint64_t TimeManager::hard_limit_ms() const {
     if (m_infinite || m_pondering) return time_not_given;
-    if (m_movetime != time_not_given) return m_movetime;
-    if ((m_white_to_move ? m_wtime : m_btime) == time_not_given) return time_not_given;
-    const std::uint64_t b = base_share(), m = static_cast<std::uint64_t>(m_movestogo);
-    return 2 * ((b / 2) * m / 40 + (b - b / 4));
+    return budget().hard;
 }
 
-std::uint64_t TimeManager::deadline_ms() const {
-    const std::uint64_t hard = hard_limit_ms();
-    if (hard == time_not_given || m_movetime != time_not_given) return hard;
-    const std::uint64_t b = base_share();
-    const std::uint64_t safe = b > move_overhead_ms ? 2 * (b - move_overhead_ms) : 1;
-    return safe < hard ? safe : hard;
-}
+bool TimeManager::clock_running() const { return (m_white_to_move ? m_wtime : m_btime) != time_not_given; }

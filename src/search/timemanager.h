@@ -37,6 +37,8 @@ class Timer {
                     : std::chrono::duration<double, std::nano>(std::chrono::system_clock::now() - m_start)
                           .count());
     }
+    // Moves the start of the running measurement back to an earlier moment.
+    void backdate(std::chrono::system_clock::time_point earlier) { m_start = earlier; }
     bool stopped() const { return m_stopped; }
     int stops() const { return m_stops; }
 
@@ -80,21 +82,37 @@ class Duration {
 inline Duration operator+(Duration a, const Duration &b) { return a += b; }
 inline Duration operator-(Duration a, const Duration &b) { return a -= b; }
 
+// The time plan of one search, in milliseconds from the moment the "go" command arrived: no new iteration
+// begins after the soft time, and the search ends at the hard time whatever happens. time_not_given for
+// both when nothing limits the search.
+struct TimeBudget {
+    std::uint64_t soft, hard;
+};
+// movestogo 0: sudden death. Neither limit ever reaches into the clock's reserve, and both leave the
+// protocol's cost of a move aside, so a game at any clock ends on the board.
+TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime);
+// In sudden death the plan assumes this many more moves at least.
+constexpr std::uint64_t sudden_death_horizon = 50;
+
 class TimeManager {
   public:
     TimeManager() { reset(); }
     void reset(); // every limit to "not given"; the lag is kept
-    void start() {
-        m_timer.clear();
-        m_timer.start();
-    }
+    // Starts the clock; when an origin was set, the clock counts from it.
+    void start();
+    // The moment the "go" command arrived: the GUI's clock has been running since then.
+    void set_origin(std::chrono::system_clock::time_point t) { m_origin = t; }
 
     void set_wtime(std::uint64_t ms) { m_wtime = ms; }
     void set_btime(std::uint64_t ms) { m_btime = ms; }
     void set_winc(std::uint64_t ms) { m_winc = ms; }
     void set_binc(std::uint64_t ms) { m_binc = ms; }
     void set_movetime(std::uint64_t ms) { m_movetime = ms == 0 ? 1 : ms; }
-    void set_movestogo(int n) { m_movestogo = n <= 0 ? 30 : n; }
+    // Moves to go as the GUI gave them; without them the clock is planned as sudden death.
+    void set_movestogo(int n) {
+        m_movestogo = n <= 0 ? 30 : n;
+        m_movestogo_given = true;
+    }
     void set_mate(int n) { m_mate = n; }
     void set_lag(int ms) { m_lag = ms; }
     void set_infinite(bool on) { m_infinite = on; }
@@ -108,32 +126,34 @@ class TimeManager {
     std::uint64_t movetime() const { return m_movetime; }
     int movestogo() const { return m_movestogo; }
     int lag() const { return m_lag; }
+    // The side to move plays on a clock (wtime or btime given).
+    bool clock_running() const;
 
     bool time_to_move();
     int remaining_time();
+    // Per cent of the planned (soft) time used.
     int percentage();
     // Elapsed milliseconds of the running search.
     std::uint64_t elapsed_ms();
-    // The time after which a search must end whatever happens: the move time when one is set, the hard
-    // limit of a clock search, or "not given" (infinite, pondering, no clock).
+    TimeBudget budget() const;
+    // The hard time, or "not given" while pondering or infinite.
     std::uint64_t hard_limit_ms() const;
-    // When the search must end: the hard limit, tightened for clock searches by the protocol's fixed cost of
-    // a move (polling passes and paced output lines) so that a fast game does not run the clock down.
-    std::uint64_t deadline_ms() const;
-    static constexpr std::uint64_t move_overhead_ms = 25;
-    // The planned time of a clock search (or the move time); "not given" when there is none.
-    std::uint64_t target_ms() const;
+    std::uint64_t deadline_ms() const { return hard_limit_ms(); }
+    std::uint64_t target_ms() const { return budget().soft; }
+    // The protocol's cost of one move, measured from a search's end to the GUI reading "bestmove" (one
+    // 5 ms polling pass and the write), with room for a loaded machine.
+    static constexpr std::uint64_t move_overhead_ms = 10;
 
   private:
-    std::uint64_t base_share() const;
-
     int m_movestogo;
+    bool m_movestogo_given;
     int m_mate;
     int m_lag = 200;
     std::uint64_t m_wtime, m_btime, m_winc, m_binc, m_movetime;
     // The front end clears these while a ponder or infinite search runs.
     std::atomic<bool> m_infinite{false}, m_pondering{false};
     bool m_white_to_move = true;
+    std::chrono::system_clock::time_point m_origin{};
     Timer m_timer;
 };
 

@@ -6,36 +6,94 @@
 #include "search/pv.h"
 #include "search/timemanager.h"
 
-TEST(TimeManager, WorkedExampleAndLimits) {
+TEST(TimePlan, OrdinaryClockKeepsThePlannedShares) {
+    // 60 s for 40 moves: B = 1428, planned S = 1.5 B, hard H = 2.5 B; the clock does not bind.
+    const TimeBudget b = plan_time(60000, 0, 40, time_not_given);
+    EXPECT_EQ(b.soft, 2142u);
+    EXPECT_EQ(b.hard, 3570u);
+    // A fixed move time ends early enough for the answer to be out in time, and never at 0.
+    EXPECT_EQ(plan_time(time_not_given, 0, 0, 1000).hard, 1000 - TimeManager::move_overhead_ms);
+    EXPECT_EQ(plan_time(time_not_given, 0, 0, 1).hard, 1u);
+    EXPECT_EQ(plan_time(time_not_given, 0, 0, time_not_given).hard, time_not_given);
+}
+
+TEST(TimePlan, SuddenDeathWithIncrementDoesNotDrainTheClock) {
+    // 2 s + 50 ms: the 40-move shares would spend 143 ms planned and 238 ms at most a move, far beyond the
+    // increment; the plan stays near the increment and keeps a reserve.
+    const TimeBudget b = plan_time(2000, 50, 0, time_not_given);
+    EXPECT_LE(b.soft * 3 / 5, 75u);
+    EXPECT_LE(b.hard, 238u);
+    // Nearly flagged: a move costs no more than the increment brings, and below the reserve nothing at all.
+    EXPECT_LE(plan_time(200, 50, 0, time_not_given).hard + TimeManager::move_overhead_ms, 50u);
+    EXPECT_EQ(plan_time(100, 0, 0, time_not_given).hard, 0u);
+}
+
+TEST(TimePlan, EveryClockStaysInsideAndSurvivesTwoHundredMoves) {
+    const std::uint64_t overhead = TimeManager::move_overhead_ms;
+    for (std::uint64_t start : {1000, 2000, 5000, 10000, 60000, 300000, 3600000})
+        for (std::uint64_t inc : {0, 10, 50, 100, 1000, 2000})
+            for (int mtg : {0, 1, 2, 5, 20, 40}) {
+                // Worst case: every search runs to its hard time. The clock is refilled by the increment
+                // and, with moves to go, by the start time again at each control.
+                std::uint64_t clock = start;
+                int left = mtg;
+                for (int move = 0; move < 200; ++move) {
+                    const TimeBudget b = plan_time(clock, inc, left, time_not_given);
+                    ASSERT_LE(b.soft, b.hard);
+                    ASSERT_TRUE(b.hard == 0 || b.hard + overhead < clock)
+                        << start << "+" << inc << " mtg " << mtg << " move " << move << " clock " << clock;
+                    // The protocol's cost is charged too wherever the increment can pay for it.
+                    const std::uint64_t cost = b.hard + (inc >= 2 * overhead ? overhead : 0);
+                    ASSERT_GT(clock, cost) << start << "+" << inc << " mtg " << mtg << " move " << move;
+                    clock = clock - cost + inc;
+                    if (mtg > 0 && --left == 0) left = mtg, clock += start;
+                }
+            }
+    for (std::uint64_t movetime : {1, 10, 50, 100, 1000, 10000}) {
+        const TimeBudget b = plan_time(time_not_given, 0, 0, movetime);
+        EXPECT_EQ(b.soft, b.hard);
+        EXPECT_LE(b.hard, movetime);
+        EXPECT_GE(b.hard + overhead, movetime);
+    }
+}
+
+TEST(TimeManager, ClockRulesAndItsOrigin) {
     TimeManager t;
-    t.set_white_to_move(true);
-    t.set_wtime(60000);
+    t.set_white_to_move(false);
+    t.set_btime(60000);
     t.set_movestogo(40);
-    EXPECT_EQ(t.target_ms(), 2142u);     // B = 1428, S = B + B - B / 2
-    EXPECT_EQ(t.hard_limit_ms(), 3570u); // H = 2 * (714 + 1071)
-    EXPECT_EQ(t.deadline_ms(), 2 * (1428u - TimeManager::move_overhead_ms));
-    t.set_wtime(30); // nearly flagged: answer at once
-    EXPECT_LE(t.deadline_ms(), 1u);
-    t.set_wtime(60000);
+    EXPECT_EQ(t.target_ms(), 2142u); // black's clock is the one read
+    EXPECT_EQ(t.hard_limit_ms(), 3570u);
     t.start();
     EXPECT_FALSE(t.time_to_move());
     EXPECT_LE(t.percentage(), 5);
     EXPECT_GT(t.remaining_time(), 59000);
+    t.set_pondering(true); // no clock while pondering
+    EXPECT_EQ(t.hard_limit_ms(), time_not_given);
+    EXPECT_EQ(t.percentage(), 0);
+    // The GUI's clock started when "go" arrived: a command that waited counts its wait.
+    t.reset();
+    t.set_white_to_move(true);
+    t.set_wtime(1000);
+    t.set_origin(std::chrono::system_clock::now() - std::chrono::milliseconds(600));
+    t.start();
+    EXPECT_GE(t.elapsed_ms(), 600u);
+    EXPECT_TRUE(t.time_to_move());
     t.set_movestogo(0);
     EXPECT_EQ(t.movestogo(), 30);
-    t.set_movetime(0);
-    EXPECT_EQ(t.movetime(), 1u);
 }
 
 TEST(TimeManager, MoveTimeAgainstTheLag) {
     TimeManager t;
-    t.set_movetime(150); // below the lag: movetime - lag wraps and never fires
+    t.set_movetime(150); // below the lag: movetime - lag wraps, only the hard time ends the search
     t.start();
     std::this_thread::sleep_for(std::chrono::milliseconds(160));
-    EXPECT_FALSE(t.time_to_move());
-    EXPECT_EQ(t.hard_limit_ms(), 150u); // the search still ends on it
-    t.set_movetime(200);                // equal to the lag: fires at the first check
     EXPECT_TRUE(t.time_to_move());
+    EXPECT_EQ(t.hard_limit_ms(), 150 - TimeManager::move_overhead_ms);
+    t.set_movetime(200); // equal to the lag: fires at the first check
+    EXPECT_TRUE(t.time_to_move());
+    t.set_movetime(0);
+    EXPECT_EQ(t.movetime(), 1u);
     t.set_infinite(true);
     EXPECT_FALSE(t.time_to_move());
     EXPECT_EQ(t.percentage(), 0);
