@@ -13,41 +13,46 @@ void Communicator::log(const char *label, const std::string &message) {
 }
 
 namespace {
-void push(std::deque<std::string> &queue, std::mutex &mutex, const std::string &message) {
+using Queue = std::deque<Communicator::Message>;
+
+void push(Queue &queue, std::mutex &mutex, std::string message, std::chrono::system_clock::time_point arrived) {
     std::lock_guard<std::mutex> lock(mutex);
-    queue.push_back(message);
+    queue.push_back({std::move(message), arrived});
 }
 
-// The front message, or the empty string when the queue is empty.
-std::string pop(std::deque<std::string> &queue, std::mutex &mutex) {
+// The front message, or an empty one when the queue is empty.
+Communicator::Message pop(Queue &queue, std::mutex &mutex) {
     std::lock_guard<std::mutex> lock(mutex);
-    if (queue.empty()) return std::string();
-    std::string message = std::move(queue.front());
+    if (queue.empty()) return {};
+    Communicator::Message message = std::move(queue.front());
     queue.pop_front();
     return message;
 }
 } // namespace
 
-void Communicator::to_engine(std::string message) {
-    push(m_to_engine, m_to_engine_mutex, message);
+void Communicator::to_engine(std::string message) { to_engine(std::move(message), std::chrono::system_clock::now()); }
+
+void Communicator::to_engine(std::string message, std::chrono::system_clock::time_point arrived) {
     log("Communicator::to_engine", message);
+    push(m_to_engine, m_to_engine_mutex, std::move(message), arrived);
 }
 
 void Communicator::to_interface(std::string message) {
-    push(m_to_interface, m_to_interface_mutex, message);
     log("Communicator::to_interface", message);
+    push(m_to_interface, m_to_interface_mutex, std::move(message), std::chrono::system_clock::now());
 }
 
 std::string Communicator::from_interface() {
-    std::string message = pop(m_to_engine, m_to_engine_mutex);
-    log("Communicator::from_interface", message);
-    return message;
+    Message message = pop(m_to_engine, m_to_engine_mutex);
+    if (!message.text.empty()) m_last_arrival = message.arrived;
+    log("Communicator::from_interface", message.text);
+    return std::move(message.text);
 }
 
 std::string Communicator::from_engine() {
-    std::string message = pop(m_to_interface, m_to_interface_mutex);
-    log("Communicator::from_engine", message);
-    return message;
+    Message message = pop(m_to_interface, m_to_interface_mutex);
+    log("Communicator::from_engine", message.text);
+    return std::move(message.text);
 }
 
 void Communicator::set_log(bool on) {

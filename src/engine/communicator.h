@@ -2,6 +2,7 @@
 #ifndef DRAVNIK_ENGINE_COMMUNICATOR_H
 #define DRAVNIK_ENGINE_COMMUNICATOR_H
 
+#include <chrono>
 #include <deque>
 #include <fstream>
 #include <mutex>
@@ -15,9 +16,13 @@ class Communicator {
 
     // An empty string means "no message": callers never queue empty strings.
     void to_engine(std::string message);
+    // Passes on a message that arrived earlier elsewhere, keeping the moment it arrived.
+    void to_engine(std::string message, std::chrono::system_clock::time_point arrived);
     void to_interface(std::string message);
     std::string from_interface();
     std::string from_engine();
+    // When the message last taken by from_interface() arrived: a "go" counts its clock from then.
+    std::chrono::system_clock::time_point last_arrival() const { return m_last_arrival; }
 
     void set_log(bool on);
     void clear();
@@ -28,6 +33,11 @@ class Communicator {
     void set_id(int id) { m_id = id; }
     int id() const { return m_id; }
 
+    struct Message {
+        std::string text;
+        std::chrono::system_clock::time_point arrived;
+    };
+
   private:
     void log(const char *label, const std::string &message);
 
@@ -36,8 +46,9 @@ class Communicator {
     std::ofstream m_log;
     std::mutex m_to_engine_mutex;
     std::mutex m_to_interface_mutex;
-    std::deque<std::string> m_to_engine;
-    std::deque<std::string> m_to_interface;
+    std::deque<Message> m_to_engine;
+    std::deque<Message> m_to_interface;
+    std::chrono::system_clock::time_point m_last_arrival{};
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "engine/engine.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -64,6 +65,7 @@ void Engine::set_action(Analysis &a, int action) {
 void Engine::from_console() {
     m_current_line = m_comm.from_interface();
     if (m_current_line.empty()) return;
+    m_command_arrival = m_comm.last_arrival();
     std::istringstream words(m_current_line);
     std::string first;
     if (!(words >> first)) return;
@@ -118,7 +120,7 @@ void Engine::cmd_ucinewgame() {
     m_analysis.init(m_position);
     m_analysis.clear();
     m_analysis.clear_history();
-    m_position_command.clear();
+    m_position_words.clear();
 }
 
 void Engine::cmd_eval() {
@@ -133,6 +135,7 @@ void Engine::cmd_usermove(std::istringstream &words) {
     if (!(words >> text)) throw std::logic_error("usermove: a move is needed");
     if (m_analysis.get_status() == 1) cmd_stop();
     m_position.make_move(m_position.convert_to_move(text));
+    m_position_words.clear(); // the last "position" command no longer describes the position
     m_analysis.init(m_position);
     reset_limits();
 }
@@ -140,10 +143,7 @@ void Engine::cmd_usermove(std::istringstream &words) {
 void Engine::reset_limits() {
     m_analysis.set_depth(101);
     TimeManager &t = m_analysis.time_manager();
-    t.set_movestogo(999);
-    t.set_movetime(time_not_given);
-    t.set_infinite(false);
-    t.set_pondering(false);
+    t.reset();
     m_analysis.set_searchmoves({});
 }
 
@@ -155,29 +155,43 @@ void Engine::cmd_position(const std::string &raw) {
         m_analysis.set_status(0);
         m_search_mode = 0;
     }
-    std::string line = raw;
-    while (!line.empty() && (line.back() == ' ' || line.back() == '\t'))
-        line.pop_back();
-    const std::size_t cut = line.find_last_of(' ');
-    const std::string head = cut == std::string::npos ? "" : line.substr(0, cut);
-    const std::string last = cut == std::string::npos ? line : line.substr(cut + 1);
-    if (head == m_position_command) {
-        // The previous command plus one move: only that move is made.
-        m_position_command = line;
-        m_position.make_move(m_position.convert_to_move(last));
+    std::istringstream in(raw);
+    std::vector<std::string> words;
+    for (std::string w; in >> w;)
+        words.push_back(w);
+    // The engine's position is always the one the last command describes; when the command extends the
+    // previous one by some moves (a game going on), only those are made on the kept position.
+    const std::size_t kept = moves_beyond(m_position_words, words);
+    if (kept == 0) {
+        m_position_words.clear(); // until the new command has been taken whole
+        parse_position(words);
     } else {
-        m_position_command = line;
-        parse_position(line);
+        for (std::size_t i = kept; i < words.size(); ++i)
+            make_listed_move(words[i]);
     }
+    m_position_words = words;
     m_analysis.init(m_position);
     reset_limits();
 }
 
-void Engine::parse_position(const std::string &line) {
-    std::istringstream in(line);
-    std::vector<std::string> words;
-    for (std::string w; in >> w;)
-        words.push_back(w);
+std::size_t Engine::moves_beyond(const std::vector<std::string> &before, const std::vector<std::string> &now) {
+    if (before.empty() || now.size() <= before.size() || !std::equal(before.begin(), before.end(), now.begin()))
+        return 0;
+    const bool had_moves = std::find(before.begin(), before.end(), "moves") != before.end();
+    if (had_moves) return before.size();
+    return now[before.size()] == "moves" ? before.size() + 1 : 0;
+}
+
+void Engine::make_listed_move(const std::string &text) {
+    try {
+        m_position.make_move(m_position.convert_to_move(text));
+    } catch (const std::logic_error &e) {
+        m_position_words.clear(); // the line was not taken whole: parse the next one in full
+        throw std::logic_error(std::string("moves list stopped: ") + e.what());
+    }
+}
+
+void Engine::parse_position(const std::vector<std::string> &words) {
     // Build the new position aside and keep the old one unless the new one is complete and playable.
     ChessPosition next(m_tables);
     next.set_chess960(m_chess960);
@@ -193,25 +207,14 @@ void Engine::parse_position(const std::string &line) {
             fen += (fen.empty() ? "" : " ") + words[i];
         next.fen(fen);
     } else {
-        m_position_command.clear();
         throw std::logic_error("position: startpos, testpos or fen expected");
     }
     const std::string error = next.setup_error();
-    if (!error.empty()) {
-        m_position_command.clear();
-        throw std::logic_error("position rejected: " + error);
-    }
+    if (!error.empty()) throw std::logic_error("position rejected: " + error);
     m_position = next;
-    if (i < words.size() && words[i] == "moves") {
-        for (++i; i < words.size(); ++i) {
-            try {
-                m_position.make_move(m_position.convert_to_move(words[i]));
-            } catch (const std::logic_error &e) {
-                m_position_command.clear(); // the line was not taken whole: parse the next one in full
-                throw std::logic_error(std::string("moves list stopped: ") + e.what());
-            }
-        }
-    }
+    if (i < words.size() && words[i] == "moves")
+        for (++i; i < words.size(); ++i)
+            make_listed_move(words[i]);
 }
 
 void Engine::cmd_go(std::istringstream &words) {
@@ -248,7 +251,8 @@ void Engine::cmd_go(std::istringstream &words) {
         send("bestmove 0000");
         return;
     }
-    if (m_ownbook && m_book_available && m_position.history().size() < 25) {
+    // Analysis and pondering want a search, never an instant book answer.
+    if (m_ownbook && m_book_available && !go.infinite && !go.ponder && m_position.history().size() < 25) {
         m_hasher.init(&m_position);
         const BKmove bk = m_book.get_move(m_hasher.hash());
         if (bk.id() != 0) {
@@ -271,12 +275,13 @@ void Engine::start_search(const GoCommand &go) {
         a->init(m_position);
         TimeManager &t = a->time_manager();
         t.reset();
+        t.set_origin(m_command_arrival);
         t.set_wtime(go.wtime);
         t.set_btime(go.btime);
         t.set_winc(go.winc);
         t.set_binc(go.binc);
         t.set_movetime(go.movetime == not_given_ms ? time_not_given : go.movetime);
-        t.set_movestogo(go.movestogo);
+        if (go.movestogo > 0) t.set_movestogo(go.movestogo);
         t.set_infinite(go.infinite);
         t.set_pondering(go.ponder);
         t.set_white_to_move(m_position.white_to_move());
@@ -289,6 +294,7 @@ void Engine::start_search(const GoCommand &go) {
         std::lock_guard<std::mutex> lock(m_analysis.mutex());
         m_reported_version = m_analysis.mpv().version();
     }
+    m_scored_line_sent = false;
     set_action(m_analysis, 1);
     if (m_helper) set_action(*m_helper, 1);
 }
@@ -311,14 +317,13 @@ void Engine::cmd_stop() {
     m_analysis.set_status(0);
 }
 
+// The engine's position stays the one the GUI set: a GUI analysing, or pondering on a move the opponent
+// did not play, sends its next position on top of the one it described, not on top of the engine's move.
 void Engine::send_bestmove(Analysis &a) {
     const Move best = a.best_move();
     const Move ponder = a.pondermove();
     std::string line = "bestmove " + best.algebraic(m_chess960);
-    if (!best.empty()) {
-        m_position.make_move(best);
-        if (!ponder.empty()) line += " ponder " + ponder.algebraic(m_chess960);
-    }
+    if (!best.empty() && !ponder.empty()) line += " ponder " + ponder.algebraic(m_chess960);
     send(line);
 }
 
@@ -389,6 +394,7 @@ void Engine::set_threads(unsigned n) {
 }
 
 void Engine::cmd_quit() {
+    if (m_search_mode != 0) cmd_stop(); // a script that quits mid-search still reads the move found so far
     set_action(m_analysis, 2);
     stop_helper();
     m_analysis.quit();
@@ -402,25 +408,27 @@ void Engine::cmd_bench() {
     std::uint64_t total_nodes = 0;
     double total_time = 0;
     ChessPosition pos(m_tables);
+    // A search of its own with every setting at its default: the bench's work never depends on earlier
+    // limits, MultiPV or strength settings, so its node count identifies the build.
+    auto bench = std::make_unique<Analysis>(m_analysis, pos);
     for (const char *fen : fens) {
         pos.fen(fen);
-        m_analysis.init(pos);
-        m_analysis.clear();
-        m_analysis.clear_history();
-        reset_limits();
-        m_analysis.time_manager().reset();
-        m_analysis.set_depth(12);
+        bench->init(pos);
+        bench->clear();
+        bench->clear_history();
+        bench->time_manager().reset();
+        bench->set_depth(12);
         std::cout << "position: " << fen << "\t" << std::flush;
         const auto t0 = std::chrono::steady_clock::now();
-        m_analysis.iterative_search();
+        bench->iterative_search();
         const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-        const std::uint64_t nodes = m_analysis.get_node_count();
+        const std::uint64_t nodes = bench->get_node_count();
         total_nodes += nodes;
         total_time += secs;
         std::cout << "  depth=12  nps=" << static_cast<std::uint64_t>(secs > 0 ? nodes / secs : 0)
-                  << "  nodes=" << nodes << "  time=" << secs << "  ebf=" << m_analysis.get_ebf()
-                  << "  eval=" << m_analysis.eval() << "  bestmove "
-                  << m_analysis.best_move().algebraic(m_chess960) << std::endl;
+                  << "  nodes=" << nodes << "  time=" << secs << "  ebf=" << bench->get_ebf()
+                  << "  eval=" << bench->eval() << "  bestmove " << bench->best_move().algebraic(m_chess960)
+                  << std::endl;
     }
     std::cout << "-------------------------------------\n"
               << "nodes: \t" << total_nodes << "\n"
@@ -428,7 +436,6 @@ void Engine::cmd_bench() {
               << "nps:  \t" << static_cast<std::uint64_t>(total_time > 0 ? total_nodes / total_time : 0)
               << "\n"
               << "-------------------------------------" << std::endl;
-    m_analysis.init(m_position);
 }
 
 bool Engine::report_new_version(Analysis &a, bool final_report) {
@@ -437,12 +444,26 @@ bool Engine::report_new_version(Analysis &a, bool final_report) {
         std::lock_guard<std::mutex> lock(a.mutex());
         copy = a.mpv();
     }
-    if (copy.version() <= m_reported_version) return false;
+    // However short the search, the GUI sees one scored line before the move.
+    const bool owed = final_report && !m_scored_line_sent;
+    if (copy.version() <= m_reported_version && !owed) return false;
     m_reported_version = final_report ? copy.version() : m_reported_version + 1;
     m_reported_number = copy.number();
     m_reported.assign(copy.begin(), copy.end());
-    send_info(a);
+    if (m_reported.empty() && owed) m_reported.push_back(unsearched_line(a));
+    send_info(a, final_report);
     return true;
+}
+
+PrincipalVariation Engine::unsearched_line(Analysis &a) {
+    // Stopped before the root finished a move: the move it would play, valued by the static evaluation.
+    PrincipalVariation line;
+    if (a.best_move().empty()) return line;
+    line.push_back(a.best_move());
+    Evaluation evaluation(m_position, m_tables);
+    line.set_score(evaluation.static_eval());
+    line.set_depth(1);
+    return line;
 }
 
 void Engine::to_console() {
@@ -457,22 +478,22 @@ void Engine::to_console() {
             m_analysis.set_status(0);
             send_hashfull(m_analysis);
             m_current_line.clear();
-            const Move best = m_analysis.best_move();
-            if (!best.empty()) m_position_command += " " + best.algebraic(m_chess960);
             send_bestmove(m_analysis);
         }
     }
 }
 
-void Engine::send_info(Analysis &a) {
-    const int depth = a.get_iteration();
+void Engine::send_info(Analysis &a, bool final_report) {
+    const int depth = std::max(a.get_iteration(), 1);
     const std::uint64_t nodes = a.get_node_count();
     const double ns = static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(
                                               std::chrono::system_clock::now() - a.get_start_time())
                                               .count());
     const std::uint64_t ms = static_cast<std::uint64_t>(ns / 1e9 * 1000);
-    if (ms == 0) return;
-    const std::uint64_t nps = nodes / ms * 1000;
+    // Lines in the first millisecond wait for a later pass, unless the search is over already.
+    if (ms == 0 && !final_report) return;
+    const std::uint64_t nps = ms == 0 ? 0 : nodes / ms * 1000;
+    if (!m_reported.empty()) m_scored_line_sent = true;
     for (std::size_t i = 0; i < m_reported.size(); ++i) {
         const PrincipalVariation &pv = m_reported[i];
         std::string line =

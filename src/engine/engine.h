@@ -42,7 +42,11 @@ class Engine {
     void cmd_stop();
     void cmd_setoption(std::istringstream &words);
     void cmd_quit();
-    void parse_position(const std::string &line);
+    void parse_position(const std::vector<std::string> &words);
+    // The first word of now that makes a move beyond the command before, when now only adds moves to it;
+    // 0 otherwise.
+    static std::size_t moves_beyond(const std::vector<std::string> &before, const std::vector<std::string> &now);
+    void make_listed_move(const std::string &text);
     void reset_limits();
     void start_search(const GoCommand &go);
     void stop_helper();
@@ -52,7 +56,9 @@ class Engine {
 
     void send(const std::string &line);
     void info_string(const std::string &text) { send("info string " + text); }
-    void send_info(Analysis &a);
+    // Info lines of the reported variations; a final report goes out even in the search's first millisecond.
+    void send_info(Analysis &a, bool final_report);
+    PrincipalVariation unsearched_line(Analysis &a);
     void send_hashfull(Analysis &a);
     void send_bestmove(Analysis &a);
     bool report_new_version(Analysis &a, bool final_report);
@@ -73,7 +79,9 @@ class Engine {
     int m_log_id;
 
     std::string m_current_line;
-    std::string m_position_command; // the last "position" line, extended by the engine's own moves
+    std::chrono::system_clock::time_point m_command_arrival{}; // when the current command arrived
+    // The words of the last "position" command, which describes the engine's position exactly.
+    std::vector<std::string> m_position_words;
     int m_search_mode = 0;          // 0 idle, 1 normal, 2 ponder, 3 infinite
     bool m_ownbook = false;
     bool m_chess960 = false;
@@ -85,6 +93,7 @@ class Engine {
 
     int m_reported_number = 1; // MultiPV number of the last reported copy
     int m_reported_version = 0;
+    bool m_scored_line_sent = false; // in the current search
     std::vector<PrincipalVariation> m_reported;
     Book m_book;
 };

@@ -34,6 +34,16 @@ void answer_uci() {
     for (const char *line : lines)
         std::cout << line << std::endl;
 }
+
+// Everything the engine has queued goes out now: a backlog of info lines never delays "bestmove".
+void write_queued(Communicator &engine_side) {
+    bool wrote = false;
+    for (std::string out = engine_side.from_engine(); !out.empty(); out = engine_side.from_engine()) {
+        std::cout << out << '\n';
+        wrote = true;
+    }
+    if (wrote) std::cout << std::flush;
+}
 } // namespace
 
 int main() {
@@ -50,18 +60,17 @@ int main() {
                 answer_uci();
                 continue;
             }
-            if (line == "quit") break;
-            if (!line.empty()) engine_side.to_engine(line);
+            if (ConsoleInput::quit_line(line)) break; // also sent by the reader at the end of input
+            if (!line.empty()) engine_side.to_engine(line, console_side.last_arrival());
             engine.from_console();
             engine.to_console();
-            // One line per pass: the output is deliberately paced by the loop.
-            const std::string out = engine_side.from_engine();
-            if (!out.empty()) std::cout << out << std::endl;
+            write_queued(engine_side);
             pause_5ms();
         }
         console_thread.join();
         engine_side.to_engine("quit");
         engine.from_console();
+        write_queued(engine_side); // what was answered before "quit" is not lost
     }
     return 0;
 }

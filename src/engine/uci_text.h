@@ -15,7 +15,7 @@ constexpr std::uint64_t not_given_ms = 1ULL << 40;
 struct GoCommand {
     std::uint64_t wtime = not_given_ms, btime = not_given_ms, winc = 0, binc = 0;
     std::uint64_t movetime = not_given_ms;
-    int movestogo = 40;
+    int movestogo = 0; // 0: not given, the clock is sudden death
     int depth = 102;
     std::int64_t nodes = std::int64_t(1) << 62;
     bool infinite = false, ponder = false;

@@ -19,7 +19,7 @@ TEST(UciText, GoDefaultsClampsAndStops) {
     std::istringstream plain("");
     const GoCommand d = parse_go(plain, pos);
     EXPECT_EQ(d.wtime, not_given_ms);
-    EXPECT_EQ(d.movestogo, 40);
+    EXPECT_EQ(d.movestogo, 0); // not given
     EXPECT_EQ(d.depth, 102);
     std::istringstream words("wtime 1000 btime 900 movestogo 0 movetime 0 mate 3 searchmoves e2e4 d2d4 x");
     const GoCommand g = parse_go(words, pos);
