@@ -14,7 +14,7 @@
 #include "egtb/egt4pieces.h"
 #include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
-#include "search/ordering_tables.h"
+#include "search/move_ordering.h"
 #include "search/pv.h"
 #include "search/tables.h"
 #include "search/timemanager.h"
@@ -25,8 +25,6 @@ struct Window {
     int alpha, beta;
 };
 bool next_window(Window &w, int score);
-// Orders a list by ordering class, lowest first.
-void sort_by_class(MoveList &list);
 
 class Analysis {
   public:

@@ -4,7 +4,7 @@
 #define DRAVNIK_SEARCH_TABLES_H
 
 #include "movegen/board_tables.h"
-#include "search/ordering_tables.h"
+#include "search/move_ordering.h"
 #include "search/transposition.h"
 
 class Tables : public BoardTables {

@@ -122,23 +122,6 @@ TEST(Analysis, StaticExchange) {
     EXPECT_EQ(rook_battery.a->see(rook_battery.pos.convert_to_move("e2e5")), 100);
 }
 
-TEST(Analysis, ExchangeSortIsNotStable) {
-    MoveList list;
-    const Move a(Square(1), Square(18), normal_move, wknight, bpawn),
-        b(Square(6), Square(21), normal_move, wknight, bpawn),
-        c(Square(12), Square(28), normal_move, wpawn, no_piece_t);
-    list.push_back(a);
-    list.push_back(b);
-    list.push_back(c);
-    list[0].xcode(good_capture);
-    list[1].xcode(good_capture);
-    list[2].xcode(mate_attack);
-    sort_by_class(list);
-    EXPECT_EQ(list[0], c);
-    EXPECT_EQ(list[1], b); // the two class-3 moves come out reversed
-    EXPECT_EQ(list[2], a);
-}
-
 TEST(Analysis, NullMoveRulesAndEloTable) {
     Search knights_only("4k3/8/8/8/8/8/3PPP2/1N2K1N1 w - - 0 1 moves e1d1 e8d8");
     EXPECT_FALSE(knights_only.a->nullmove_allowed()); // ply 0 anyway; knights never allow it

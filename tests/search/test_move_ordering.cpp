@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "search/ordering_tables.h"
+#include "search/move_ordering.h"
 
 namespace {
 Move quiet(int from, int to, piece_t piece) {
@@ -41,6 +41,23 @@ TEST(Killer, NewestFirstWithoutDuplicates) {
     EXPECT_EQ(k.get_killerA(256), Move());
     k.clear();
     EXPECT_EQ(k.get_killerA(3), Move());
+}
+
+TEST(SortByClass, ExchangeSortIsNotStable) {
+    MoveList list;
+    const Move a(Square(1), Square(18), normal_move, wknight, bpawn),
+        b(Square(6), Square(21), normal_move, wknight, bpawn),
+        c(Square(12), Square(28), normal_move, wpawn, no_piece_t);
+    list.push_back(a);
+    list.push_back(b);
+    list.push_back(c);
+    list[0].xcode(good_capture);
+    list[1].xcode(good_capture);
+    list[2].xcode(mate_attack);
+    sort_by_class(list);
+    EXPECT_EQ(list[0], c);
+    EXPECT_EQ(list[1], b); // the two class-3 moves come out reversed
+    EXPECT_EQ(list[2], a);
 }
 
 TEST(HistoryTables, CountersAreIndependentAndDivideTowardsMinusInfinity) {

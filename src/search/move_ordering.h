@@ -1,7 +1,7 @@
-// The learning tables behind quiet-move ordering (history, counter moves, killers) and the late-move
-// reduction table. One set of learning tables per search thread; the reduction table is shared read-only.
-#ifndef DRAVNIK_SEARCH_ORDERING_TABLES_H
-#define DRAVNIK_SEARCH_ORDERING_TABLES_H
+// Move ordering: the learning tables behind quiet moves, the late-move reduction table and the class sort.
+// One set of learning tables per search thread; the reduction table is shared read-only.
+#ifndef DRAVNIK_SEARCH_MOVE_ORDERING_H
+#define DRAVNIK_SEARCH_MOVE_ORDERING_H
 
 #include <cstdint>
 #include <memory>
@@ -87,5 +87,8 @@ class LmrTable {
     static int clamp(int x, int high) { return x < 0 ? 0 : x > high ? high : x; }
     unsigned char m_table[depths][indices];
 };
+
+// Orders a list by ordering class, lowest first.
+void sort_by_class(MoveList &list);
 
 #endif

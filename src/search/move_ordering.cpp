@@ -1,0 +1,179 @@
+// Move ordering: the learning tables, the reduction table, learning at cut-offs and the sort by class.
+#include "search/move_ordering.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "search/analysis.h"
+#include "search/search_constants.h"
+
+namespace {
+
+// Floor division by 8, also for negative counters.
+inline std::int64_t div8(std::int64_t v) { return v >= 0 ? v >> 3 : ~(~v >> 3); }
+
+} // namespace
+
+void HistoryTable::clear() { std::fill(&m_table[0][0], &m_table[0][0] + 15 * 64, 0); }
+
+void HistoryTable::divide_by_8() {
+    for (auto &row : m_table)
+        for (std::int64_t &v : row)
+            v = div8(v);
+}
+
+CounterMove::CounterMove() : m_table(new std::int64_t[entries]()) {}
+
+CounterMove::CounterMove(const CounterMove &o) : m_table(new std::int64_t[entries]) {
+    std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+}
+
+CounterMove &CounterMove::operator=(const CounterMove &o) {
+    if (this != &o) std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+    return *this;
+}
+
+void CounterMove::clear() { std::fill(m_table.get(), m_table.get() + entries, 0); }
+
+void CounterMove::divide_by_8() {
+    for (int i = 0; i < entries; ++i)
+        m_table[i] = div8(m_table[i]);
+}
+
+void Killer::clear() {
+    for (auto &ply : m_killer)
+        ply[0] = ply[1] = Move();
+}
+
+LmrTable::LmrTable() {
+    for (int d = 0; d < depths; ++d)
+        for (int i = 0; i < indices; ++i) {
+            int r = 1;
+            if (d >= 1 && i >= 1) {
+                const double x = std::log(static_cast<double>(d)) * std::log(i * 0.5);
+                if (x > 1.0) r = static_cast<int>(x);
+            }
+            m_table[d][i] = static_cast<unsigned char>(r);
+        }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Learning at cut-offs and the order of a node's moves
+
+void Analysis::learn(const MoveList &list, int searched, const Move &cut, int depth) {
+    const std::int64_t amount = std::int64_t(1) << (depth < 0 ? 0 : depth > 40 ? 40 : depth);
+    const Move previous = m_pos.last_move();
+    const Move own_previous = m_pos.move_before_last();
+    for (const Move &earlier : {previous, own_previous}) {
+        if (earlier.word() == 0) continue;
+        m_counter.increment(earlier, cut, amount);
+        for (int i = 0; i < searched; ++i)
+            m_counter.decrement(earlier, list[i], amount);
+    }
+    m_history.increment(cut, amount);
+    for (int i = 0; i < searched; ++i)
+        m_history.decrement(list[i], amount);
+    m_killer.set_killer(m_ply, cut);
+}
+
+void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmove) {
+    if (list.size() < 2) return;
+    const Move previous = m_pos.last_move();
+    const Move own_previous = m_pos.move_before_last();
+    // Candidates among quiet moves: the best two counter moves, the best two follow-ups, the best three by
+    // history, each strictly better than the one it displaces.
+    Move counter[2], follow[2], hist[3];
+    std::int64_t counter_v[2] = {0, 0}, follow_v[2] = {0, 0}, hist_v[3] = {0, 0, 0};
+    auto offer = [](Move *slots, std::int64_t *values, int n, const Move &m, std::int64_t v) {
+        if (v <= 0) return;
+        for (int k = 0; k < n; ++k)
+            if (v > values[k]) {
+                for (int j = n - 1; j > k; --j) {
+                    slots[j] = slots[j - 1];
+                    values[j] = values[j - 1];
+                }
+                slots[k] = m;
+                values[k] = v;
+                return;
+            }
+    };
+    for (const Move &m : list) {
+        if (m.capture_id() != 0) continue;
+        if (previous.word()) offer(counter, counter_v, 2, m, m_counter.value(previous, m));
+        if (own_previous.word()) offer(follow, follow_v, 2, m, m_counter.value(own_previous, m));
+        offer(hist, hist_v, 3, m, m_history.value(m));
+    }
+    const Move killer_a = m_killer.get_killerA(m_ply), killer_b = m_killer.get_killerB(m_ply);
+    const int c = m_pos.white_to_move() ? 0 : 8;
+    const std::uint64_t enemy_pawns = m_pos.pieces(bpawn - c).value();
+    const std::uint64_t pawn_attacked =
+        m_pos.white_to_move()
+            ? ((enemy_pawns >> 7) & not_h_file.value()) | ((enemy_pawns >> 9) & not_a_file.value())
+            : ((enemy_pawns << 7) & not_a_file.value()) | ((enemy_pawns << 9) & not_h_file.value());
+    for (Move &m : list) {
+        xmove_t x;
+        if (hashmove.word() && m == hashmove) {
+            x = hashtable_move;
+        } else if (m.capture_id() != 0) {
+            x = Piece(m.piece_id()).abs_value() <= Piece(m.capture_id()).abs_value() || see(m) >= 0
+                    ? good_capture
+                    : losing_capture;
+        } else if (m.code() == promo_queen && see(m) >= 0) {
+            x = promotion;
+        } else if (m == killer_a || m == killer_b) {
+            x = killer;
+        } else if ((counter[0].word() && m == counter[0]) || (counter[1].word() && m == counter[1]) ||
+                   (follow[0].word() && m == follow[0]) || (follow[1].word() && m == follow[1])) {
+            x = counter_move;
+        } else if (hist[0].word() && m == hist[0]) {
+            x = historical_move1;
+        } else if (hist[1].word() && m == hist[1]) {
+            x = historical_move2;
+        } else if (hist[2].word() && m == hist[2]) {
+            x = historical_move3;
+        } else if (!Piece(m.piece_id()).pawn() && (pawn_attacked >> m.to_id() & 1)) {
+            x = bad_move;
+        } else {
+            x = xnormal_move;
+        }
+        m.xcode(x);
+    }
+    if ((pv || m_ply <= 2) && depth > 4) {
+        // Mate threats: after the move, a pass by the opponent would be mated.
+        for (Move &m : list) {
+            if (m.xcode() == hashtable_move || m.check()) continue;
+            make_move(m);
+            const int v = nullmove_search(depth, -29898, -29897);
+            unmake_move();
+            if (v < -mate_bound) m.xcode(mate_attack);
+            if (m_action.load() == 2) break;
+        }
+    }
+    sort_by_class(list);
+}
+
+void sort_by_class(MoveList &list) {
+    // Exchange sort: every later move of a strictly smaller class is swapped into the slot (not stable).
+    for (int i = 0; i < list.size(); ++i)
+        for (int j = i + 1; j < list.size(); ++j)
+            if (list[j].xcode() < list[i].xcode()) std::swap(list[i], list[j]);
+}
+
+void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
+    if (depth < 4) return;
+    PrincipalVariation scratch;
+    for (int i = 1; i < list.size(); ++i) {
+        make_move(list[i]);
+        const int v = -pv_search(depth / 2 - 2, -beta, -alpha, scratch);
+        unmake_move();
+        if (m_action.load() == 2) return;
+        if (v > alpha) {
+            const Move m = list[i];
+            for (int j = i; j > 1; --j)
+                list[j] = list[j - 1];
+            list[1] = m;
+            return;
+        }
+    }
+}
