@@ -134,9 +134,9 @@ void Analysis::unmake_move() {
 }
 
 bool Analysis::out_of_time() {
-    // Beyond the specified checks: a timed search always ends at its hard limit, however short.
-    return m_hard_limit != time_not_given && !m_time.infinite() && !m_time.pondering() &&
-           m_time.elapsed_ms() >= m_hard_limit;
+    // The first iteration always completes (a fraction of a millisecond): a move of depth 1 is worth
+    // more than the first move generated, however late the search started.
+    return m_iteration > 1 && m_time.time_to_move();
 }
 
 void Analysis::new_node() {
@@ -146,13 +146,27 @@ void Analysis::new_node() {
             m_action = 2;
             return;
         }
-    } else if ((n & 16383) == 0) {
-        if ((m_ply > 2 && m_time.time_to_move()) || out_of_time()) {
-            m_action = 2;
-            return;
-        }
+    } else if ((n & 1023) == 0 && out_of_time()) {
+        // Every 1,024 nodes at any depth: well under a millisecond here, a few on the slow target, so a
+        // short move time still ends on time.
+        m_action = 2;
+        return;
     }
     m_nodes.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool stop_before_iteration(bool resolved, int used_percent, int stable) {
+    // Past 60 per cent of the planned time a new iteration would rarely finish; once the best move has
+    // stood for two iterations that is where the search ends, and past the planned time in any case.
+    return resolved && (used_percent >= 100 || (used_percent >= 60 && stable >= 2));
+}
+
+bool Analysis::soft_limit_reached(bool resolved, int stable) {
+    // Only a game clock plans: a move time, a ponder or infinite search, or no clock at all runs on.
+    if (!m_time.clock_running() || m_time.movetime() != time_not_given || m_time.infinite() ||
+        m_time.pondering())
+        return false;
+    return stop_before_iteration(resolved, m_time.percentage(), stable);
 }
 
 void Analysis::select_searchmoves(MoveList &list) const {
@@ -173,7 +187,6 @@ void Analysis::select_searchmoves(MoveList &list) const {
 void Analysis::iterative_search() {
     m_time.start();
     m_start_time = std::chrono::system_clock::now();
-    m_hard_limit = m_time.deadline_ms();
     m_seldepth = 0;
     m_nodes = 0;
     m_iteration_nodes = 0;
@@ -181,10 +194,11 @@ void Analysis::iterative_search() {
     m_best_move.clear();
     m_pondermove.clear();
     m_root_pv.clear();
+    m_exact_pv.clear();
     m_history.divide_by_8();
     m_counter.divide_by_8();
     m_killer.clear();
-    ++m_date;
+    if (++m_date == 0) m_date = 1; // a cleared record carries date 0: no search may look current to it
     m_iteration = 0;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -199,30 +213,32 @@ void Analysis::iterative_search() {
         if (root.size() > 0) m_best_move = root[0];
     }
     Window w{-infinity, infinity};
-    int stable = 0; // iterations in a row with the same best move
+    int stable = 0;        // iterations in a row with the same best move
+    bool resolved = true;  // the last iteration ended inside its window
     for (;;) {
         const int iteration = m_iteration;
         if (m_depth_cap1 <= iteration || m_depth_cap2 <= iteration) break;
         if (iteration > 0 && std::abs(m_eval_score) >= mate - iteration) break;
         if (m_limitstrength && m_elo_depth < iteration) break;
-        // A soft limit: past 60 per cent of the planned time a new iteration would rarely finish.
-        if (iteration > 0 && m_hard_limit != time_not_given && !m_time.infinite() && !m_time.pondering()) {
-            const int used = m_time.percentage();
-            if (used >= 60 && stable >= 2) break;
-            if (out_of_time()) break;
-        }
+        // A root that failed low or high is searched again within the hard limit before the soft one may
+        // end the search: its score is only a bound, and a falling score is when time pays most.
+        if (iteration > 0 && soft_limit_reached(resolved, stable)) break;
+        if (iteration > 0 && out_of_time()) break;
         m_iteration = iteration + 1;
         if (m_limitstrength) m_tt.clear();
         m_ply = 0;
         const Move previous_best = m_best_move;
         const int score = root_search(m_iteration, w.alpha, w.beta);
         const bool stopped = m_action.load() == 2;
+        resolved = score > w.alpha && score < w.beta;
         if (m_root_pv.size() > 0) {
             m_best_move = m_root_pv[0];
             m_pondermove = m_root_pv.size() > 1 ? m_root_pv[1] : Move();
         }
-        if (!stopped || m_root_changed) m_eval_score = score;
-        stable = m_best_move == previous_best ? stable + 1 : 0;
+        if (resolved) {
+            m_eval_score = score;
+            stable = m_best_move == previous_best ? stable + 1 : 0;
+        }
         if (m_aspiration && !stopped && m_multipv == 1) {
             if (next_window(w, score)) m_iteration = m_iteration - 1;
         }
@@ -241,7 +257,9 @@ void Analysis::iterative_search() {
                 m_pondermove.clear();
             }
         }
-        while (m_action.load() != 2 && !m_time.time_to_move() && !out_of_time())
+        // Not faster than the time allowance; a search without one (depth, nodes) answers at once.
+        while (m_action.load() != 2 && !m_time.time_to_move() &&
+               (m_time.hard_limit_ms() != time_not_given || m_time.pondering() || m_time.infinite()))
             sleep_ns(50000000);
     }
     m_total_time += std::chrono::duration<double>(std::chrono::system_clock::now() - m_start_time).count();
@@ -277,7 +295,9 @@ Egt4Pieces *Analysis::endgame_table() {
         return nullptr;
     }
     (table == &m_kbnk ? m_kqkr : m_kbnk).release();
-    if (table->progress() < 101) {
+    // Built only while a game clock runs: a search limited by depth, nodes or mate, or an infinite one,
+    // never waits for a build, and uses a table only once it is complete.
+    if (table->progress() < 101 && m_time.clock_running()) {
         if (table->progress() < 0 || table->progress() > 100) {
             table->release();
             return_lent_memory(); // the other table may have held it
@@ -289,8 +309,12 @@ Egt4Pieces *Analysis::endgame_table() {
                 table->use_own_buffer();
         }
         const int reserve = table == &m_kbnk ? 2001 : 4001;
-        // Steps while the clock allows, and not past a "stop".
-        while (table->progress() < 101 && m_action.load() != 2 && m_time.remaining_time() >= reserve) {
+        // Steps while the clock allows: never into its last seconds, on the own clock never past half of
+        // the planned time (the search needs the rest), and not past a "stop".
+        const bool own_clock = !m_time.pondering() && !m_time.infinite();
+        const std::uint64_t build_ms = own_clock ? m_time.budget().soft / 2 : time_not_given;
+        while (table->progress() < 101 && m_action.load() != 2 && m_time.remaining_time() >= reserve &&
+               m_time.elapsed_ms() < build_ms) {
             const int before = table->progress();
             table->create();
             if (table->progress() < 0 && before < 0) break; // no memory: the build cannot start
@@ -344,7 +368,6 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
     line.set_depth(depth);
     line.set_score(best_score);
     m_root_pv = line;
-    m_root_changed = true;
     m_best_move = best;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -355,18 +378,26 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
 }
 
 int Analysis::root_search(int depth, int alpha, int beta) {
-    m_root_changed = false;
     if (Egt4Pieces *table = endgame_table())
-        if (root_from_table(*table, depth)) return m_root_pv.score();
+        if (root_from_table(*table, depth)) {
+            m_exact_pv = m_root_pv;
+            return m_root_pv.score();
+        }
     PrincipalVariation line;
     const int score = pv_search(depth, alpha, beta, line);
+    if (score <= alpha || score >= beta) {
+        // Only a bound (a fail low or high, or a stop before any root move was resolved): the line of the
+        // last exact score stands and is what a stop plays; a re-search follows unless stopped.
+        m_root_pv = m_exact_pv;
+        return score;
+    }
+    m_exact_pv = m_root_pv;
+    m_exact_pv.set_depth(depth);
+    m_exact_pv.set_score(score);
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_mpv.clear();
-        PrincipalVariation best = m_root_pv;
-        best.set_depth(depth);
-        best.set_score(m_root_changed || m_action.load() != 2 ? score : m_eval_score);
-        m_mpv.add(best);
+        m_mpv.add(m_exact_pv);
     }
     if (m_multipv <= 1 || m_root_pv.size() == 0) return score;
 

@@ -25,6 +25,10 @@ struct Window {
     int alpha, beta;
 };
 bool next_window(Window &w, int score);
+// Whether iterative deepening ends before the next iteration of a game-clock search, with used_percent of
+// the planned time gone and the best move unchanged for `stable` iterations. A root whose score was only a
+// bound (resolved false) is always searched again first.
+bool stop_before_iteration(bool resolved, int used_percent, int stable);
 
 class Analysis {
   public:
@@ -89,6 +93,9 @@ class Analysis {
     int eval() const { return m_eval_score; }
     float get_ebf() const { return m_ebf; }
     unsigned char get_date() const { return m_date; }
+    // A second search thread writes the table under the first one's date, so neither treats the other's
+    // entries as old.
+    void set_date(unsigned char date) { m_date = date; }
     int elo_depth() const { return m_elo_depth; }
     int random_amount() const { return m_random_amount; }
 
@@ -97,6 +104,8 @@ class Analysis {
     std::string static_eval_report() const { return m_eval.report(); }
 
     // Exposed for tests: the node searches and their helpers on the current position.
+    // One iteration at the root: publishes its lines only when the score lies inside the window.
+    int root_search(int depth, int alpha, int beta);
     int pv_search(const int &depth, int alpha, int beta, PrincipalVariation &pv);
     int nullwindow_search(int depth, int alpha, int beta);
     int nullmove_search(int depth, int alpha, int beta);
@@ -110,7 +119,6 @@ class Analysis {
     ChessPosition &position() { return m_pos; }
 
   private:
-    int root_search(int depth, int alpha, int beta);
     // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
     Egt4Pieces *endgame_table();
     // The endgame tables borrow this many bytes from the start of the transposition table (93,750 buckets).
@@ -123,6 +131,8 @@ class Analysis {
     // True when the node is decided already, with its score in result.
     bool enter_node(int &alpha, int &beta, int &result);
     bool out_of_time();
+    // Whether a game-clock search should not begin its next iteration.
+    bool soft_limit_reached(bool resolved, int stable);
     void make_move(const Move &m);
     void unmake_move();
     void put_in_tt(bound_t bound, int draft, int score, const Move &move);
@@ -177,9 +187,8 @@ class Analysis {
     Move m_best_move;
     Move m_pondermove;
     PrincipalVariation m_root_pv;
-    bool m_root_changed = false; // the root line was improved in the current iteration
+    PrincipalVariation m_exact_pv; // the root line of the last score inside its window
     std::chrono::system_clock::time_point m_start_time;
-    std::uint64_t m_hard_limit = time_not_given;
     double m_total_time = 0;
     std::ofstream m_log;
 

@@ -140,10 +140,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         if (m_action.load() == 2) return alpha;
         if (v >= beta) {
             put_in_tt(lowerbound, depth, beta, m);
-            if (m_ply == 0) {
-                m_root_pv = m + child;
-                m_root_changed = true;
-            }
+            if (m_ply == 0) m_root_pv = m + child;
             return beta;
         }
         if (v > alpha) {
@@ -152,7 +149,6 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
             pv = m + child;
             if (m_ply == 0) {
                 m_root_pv = pv;
-                m_root_changed = true;
                 m_best_move = m;
                 if (out_of_time()) m_action = 2; // the hard limit ends even an unstable search
             }

@@ -11,7 +11,9 @@ MATE = re.compile(r" score mate (-?\d+) ")
 QUEEN_ROOK = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"  # Qxh1 and mate in 10
 
 
-def go(e, fen, moves=(), command="go wtime 100000 btime 100000", timeout=60.0):
+# Tables are built on a game clock only, in at most half of the planned time of a move: ten minutes leave
+# seconds for it.
+def go(e, fen, moves=(), command="go wtime 600000 btime 600000", timeout=60.0):
     """The best move and the last announced mate (None without one)."""
     e.send("position fen " + fen + (" moves " + " ".join(moves) if moves else ""))
     lines = e.go(command, timeout)
@@ -61,9 +63,13 @@ def test_the_build_yields_to_the_clock_and_to_stop(binary):
     start = time.monotonic()
     move, _ = go(e, QUEEN_ROOK, command="go wtime 3000 btime 3000")
     assert time.monotonic() - start < 1.5 and move != "0000"
+    # Without a clock nothing is built: "go depth 3" answers at once.
+    start = time.monotonic()
+    assert go(e, QUEEN_ROOK, command="go depth 3")[0] == "b1h1"
+    assert time.monotonic() - start < 0.5
     # "stop" ends a search that is building the table.
     e.send("position fen " + QUEEN_ROOK)
-    e.send("go infinite")
+    e.send("go wtime 600000 btime 600000")
     time.sleep(0.2)
     start = time.monotonic()
     e.send("stop")

@@ -1,48 +1,7 @@
 // The search: mate distances, draws, limits, windows, exchanges and the ply bound.
-#include <memory>
-#include <sstream>
-
 #include <gtest/gtest.h>
 
-#include "search/analysis.h"
-
-namespace {
-Tables &tables() {
-    static Tables *t = [] {
-        auto *x = new Tables;
-        x->tt().set_size(16);
-        return x;
-    }();
-    return *t;
-}
-
-struct Search {
-    ChessPosition pos{tables()};
-    std::unique_ptr<Analysis> a;
-    explicit Search(const std::string &setup, int depth = 101) {
-        std::istringstream in(setup);
-        std::string word;
-        in >> word;
-        if (word == "startpos") {
-            pos.newgame();
-        } else {
-            std::string fen = word;
-            for (int i = 0; i < 5 && in >> word && word != "moves"; ++i)
-                fen += " " + word;
-            pos.fen(fen);
-        }
-        while (in >> word)
-            if (word != "moves") pos.make_move(pos.convert_to_move(word));
-        a = std::make_unique<Analysis>(pos, tables());
-        a->clear();
-        a->set_depth(depth);
-    }
-    int run() {
-        a->iterative_search();
-        return a->eval();
-    }
-};
-} // namespace
+#include "search_test_util.h"
 
 TEST(Analysis, MatesAreFoundWithTheirDistance) {
     Search black_mates("8/8/8/8/8/6k1/4r3/6K1 b - - 0 1", 4);
@@ -149,35 +108,3 @@ TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
     EXPECT_LE(ending.a->pv().size(), PrincipalVariation::capacity);
 }
 
-TEST(Analysis, EndgameTablesChooseTheRootMove) {
-    // Queen against rook: with no clock the table is built at once in the first 6,000,000 bytes of the
-    // 16 MB transposition table, and Qxh1 leaves queen against king, mate in 10.
-    Search win("8/8/8/4k3/8/8/8/KQ5r w - - 0 1", 3);
-    EXPECT_EQ(win.run(), 30000 - 19);
-    EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
-    EXPECT_EQ(tables().tt().get_threshold(), 93750u);
-    EXPECT_GE(win.a->pv().size(), 5);
-    // The finished table answers the defender: the longest defence.
-    ChessPosition after(tables());
-    after.fen("8/8/8/4k3/8/8/8/K6Q b - - 0 1");
-    win.a->init(after);
-    EXPECT_EQ(win.run(), -(30000 - 18));
-    // Other material hands the memory back.
-    ChessPosition other(tables());
-    other.fen("8/8/8/4k3/8/8/4P3/K7 w - - 0 1");
-    win.a->init(other);
-    win.run();
-    EXPECT_EQ(tables().tt().get_threshold(), 0u);
-
-    // With the smallest "Hash" the transposition table is too small to lend: a buffer of its own.
-    Tables small;
-    small.tt().set_size(6);
-    ChessPosition pos(small);
-    pos.fen("7k/8/5K2/8/8/8/8/B5N1 w - - 0 1");
-    Analysis a(pos, small);
-    a.clear();
-    a.set_depth(2);
-    a.iterative_search();
-    EXPECT_GE(a.eval(), 30000 - 65);
-    EXPECT_EQ(small.tt().get_threshold(), 0u);
-}

@@ -1,0 +1,101 @@
+// The search driver: when iterations end, what the root publishes, the search date, and when the endgame
+// tables are built.
+#include <chrono>
+
+#include <gtest/gtest.h>
+
+#include "search_test_util.h"
+
+namespace {
+const char *const queen_rook = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"; // Qxh1, then mate in 10
+
+void give_clock(Analysis &a, std::uint64_t ms) {
+    TimeManager &t = a.time_manager();
+    t.reset();
+    t.set_white_to_move(a.position().white_to_move());
+    t.set_wtime(ms);
+    t.set_btime(ms);
+}
+} // namespace
+
+TEST(SearchDriver, AnIterationThatFailedEndsOnlyAfterItsReSearch) {
+    EXPECT_FALSE(stop_before_iteration(false, 95, 5)); // failed low: searched again within the hard limit
+    EXPECT_FALSE(stop_before_iteration(false, 150, 5));
+    EXPECT_TRUE(stop_before_iteration(true, 60, 2));
+    EXPECT_FALSE(stop_before_iteration(true, 59, 9));
+    EXPECT_FALSE(stop_before_iteration(true, 80, 1)); // the best move has just changed
+    EXPECT_TRUE(stop_before_iteration(true, 100, 0));
+}
+
+TEST(SearchDriver, TheRootPublishesOnlyScoresInsideTheWindow) {
+    Search s("4k3/ppp5/8/8/8/8/PPP1Q3/4K3 w - - 0 1", 2); // white a queen up
+    const int exact = s.run();
+    ASSERT_GT(exact, 500);
+    const PrincipalVariation line = s.a->pv();
+    const int version = s.a->mpv().version();
+    // A fail high and a fail low are bounds: the last exact line stands, and nothing new is published.
+    EXPECT_GE(s.a->root_search(3, -10, 10), 10);
+    EXPECT_LE(s.a->root_search(3, 5000, 5010), 5000);
+    EXPECT_EQ(s.a->mpv().version(), version);
+    EXPECT_EQ(s.a->mpv()[0].score(), exact);
+    ASSERT_EQ(s.a->pv().size(), line.size());
+    EXPECT_EQ(s.a->pv()[0], line[0]);
+    // Inside the window the line is published with its depth and exact score.
+    const int full = s.a->root_search(3, -32000, 32000);
+    EXPECT_GT(s.a->mpv().version(), version);
+    EXPECT_EQ(s.a->mpv()[0].score(), full);
+    EXPECT_EQ(s.a->mpv()[0].depth(), 3);
+}
+
+TEST(SearchDriver, TheSearchDateNeverLooksLikeAClearedRecord) {
+    // Cleared records carry date 0; a search under date 0 would count them all as its own and report a full
+    // table. The date wraps after 255 searches: run past it.
+    Search s("startpos", 1);
+    for (int i = 0; i < 300; ++i) {
+        s.run();
+        ASSERT_NE(s.a->get_date(), 0) << i;
+        ASSERT_LT(tables().tt().hashfull(s.a->get_date()), 20) << i;
+    }
+}
+
+TEST(SearchDriver, EndgameTablesAreBuiltOnAClockOnly) {
+    // "go depth 3" without a clock never waits for a build: a plain search.
+    Search win(queen_rook, 3);
+    const auto t0 = std::chrono::steady_clock::now();
+    win.run();
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(500));
+    EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
+    EXPECT_EQ(tables().tt().get_threshold(), 0u);
+    // On a long clock the table is built in the first 6,000,000 bytes of the 16 MB transposition table,
+    // and Qxh1 leaves queen against king, mate in 10.
+    give_clock(*win.a, 600000);
+    EXPECT_EQ(win.run(), 30000 - 19);
+    EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
+    EXPECT_EQ(tables().tt().get_threshold(), 93750u);
+    EXPECT_GE(win.a->pv().size(), 5);
+    // The finished table answers the defender with the longest defence, with or without a clock.
+    ChessPosition after(tables());
+    after.fen("8/8/8/4k3/8/8/8/K6Q b - - 0 1");
+    win.a->init(after);
+    give_clock(*win.a, time_not_given);
+    EXPECT_EQ(win.run(), -(30000 - 18));
+    // Other material hands the memory back.
+    ChessPosition other(tables());
+    other.fen("8/8/8/4k3/8/8/4P3/K7 w - - 0 1");
+    win.a->init(other);
+    win.run();
+    EXPECT_EQ(tables().tt().get_threshold(), 0u);
+
+    // With the smallest "Hash" the transposition table is too small to lend: a buffer of its own.
+    Tables small;
+    small.tt().set_size(6);
+    ChessPosition pos(small);
+    pos.fen("7k/8/5K2/8/8/8/8/B5N1 w - - 0 1");
+    Analysis a(pos, small);
+    a.clear();
+    a.set_depth(2);
+    give_clock(a, 600000);
+    a.iterative_search();
+    EXPECT_GE(a.eval(), 30000 - 65);
+    EXPECT_EQ(small.tt().get_threshold(), 0u);
+}
