@@ -54,6 +54,14 @@ def test_book_move_from_the_start_position(binary):
         move = lines[-1].split()[1]
         expected = book_moves(START_KEY)
         assert move in expected, (move, sorted(expected))
+        # Analysis and pondering want a search, never an instant book move.
+        for go in ("go infinite", "go ponder wtime 60000 btime 60000"):
+            e.send("position startpos")
+            e.send(go)
+            lines = e.expect(lambda l: l.startswith("info depth"), 5)
+            assert not any(l.startswith("bestmove") for l in lines), (go, lines)
+            e.send("stop")
+            e.expect(lambda l: l.startswith("bestmove"), 5)
         # Far outside the book the engine searches as usual.
         e.send("position fen 8/8/4k3/8/8/4K3/4P3/8 w - - 0 1")
         lines = e.go("go depth 6", 10)

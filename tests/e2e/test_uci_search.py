@@ -86,7 +86,7 @@ def test_mate_score_and_searchmoves(binary):
     e.send("position fen 8/8/8/8/8/6k1/4r3/6K1 b - - 0 1")
     lines = e.go("go depth 4")
     assert bestmove(lines) == "e2e1"
-    # A search of more than a millisecond reports its mate score (a shorter one reports nothing at all).
+    # However short the search, its mate score is reported.
     e.send("position fen 4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1")
     lines = e.go("go depth 8")
     assert bestmove(lines) == "b3c4"
