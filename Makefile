@@ -6,7 +6,7 @@ RELEASE_DIR := build/release
 SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
-.PHONY: all release run test test-sanitize bench perft-full arm-test clean
+.PHONY: all release run test test-sanitize bench perft-full arm-test match clean
 
 all: release
 
@@ -34,6 +34,18 @@ perft-full: release
 
 arm-test:
 	./tools/arm-test.sh
+
+# Games under the tournament manager: a benchmark of play on the clock, never part of the tests.
+# TC (seconds, e.g. 2+0.05 or 40/5), GAMES, CHESS960 (0, 1 or half), THREADS, and the opponent: the same build
+# (default), OLD=path/to/dravnik, or OLD_REV=git-revision (built under build/match-old/). SPRT=1 runs a
+# sequential test (elo0=0 elo1=5 alpha=beta=0.05) of at most GAMES games.
+TC ?= 10+0.1
+GAMES ?= 100
+CHESS960 ?= 0
+THREADS ?= 1
+match: release
+	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) --games $(GAMES) --chess960 $(CHESS960) \
+	  --threads $(THREADS) $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt)
 
 clean:
 	rm -rf build
