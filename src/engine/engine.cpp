@@ -295,6 +295,7 @@ void Engine::start_search(const GoCommand &go) {
         m_reported_version = m_analysis.mpv().version();
     }
     m_scored_line_sent = false;
+    if (m_helper) m_helper->set_date(m_analysis.get_date());
     set_action(m_analysis, 1);
     if (m_helper) set_action(*m_helper, 1);
 }

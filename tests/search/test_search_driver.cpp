@@ -9,12 +9,15 @@
 namespace {
 const char *const queen_rook = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"; // Qxh1, then mate in 10
 
-void give_clock(Analysis &a, std::uint64_t ms) {
+// A clock of ms for both sides. A ponder search builds tables for as long as the clock allows, however
+// slow the machine, where a search on its own clock would build for half its planned time only.
+void give_clock(Analysis &a, std::uint64_t ms, bool pondering = false) {
     TimeManager &t = a.time_manager();
     t.reset();
     t.set_white_to_move(a.position().white_to_move());
     t.set_wtime(ms);
     t.set_btime(ms);
+    t.set_pondering(pondering);
 }
 } // namespace
 
@@ -66,9 +69,9 @@ TEST(SearchDriver, EndgameTablesAreBuiltOnAClockOnly) {
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(500));
     EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
     EXPECT_EQ(tables().tt().get_threshold(), 0u);
-    // On a long clock the table is built in the first 6,000,000 bytes of the 16 MB transposition table,
-    // and Qxh1 leaves queen against king, mate in 10.
-    give_clock(*win.a, 600000);
+    // On a clock the table is built in the first 6,000,000 bytes of the 16 MB transposition table, and
+    // Qxh1 leaves queen against king, mate in 10.
+    give_clock(*win.a, 600000, true);
     EXPECT_EQ(win.run(), 30000 - 19);
     EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
     EXPECT_EQ(tables().tt().get_threshold(), 93750u);
@@ -94,7 +97,7 @@ TEST(SearchDriver, EndgameTablesAreBuiltOnAClockOnly) {
     Analysis a(pos, small);
     a.clear();
     a.set_depth(2);
-    give_clock(a, 600000);
+    give_clock(a, 600000, true);
     a.iterative_search();
     EXPECT_GE(a.eval(), 30000 - 65);
     EXPECT_EQ(small.tt().get_threshold(), 0u);
