@@ -13,6 +13,8 @@ namespace {
 const char *const book_paths[] = {"/usr/local/games/dravnik.files/Dravnik.bin",
                                   "/usr/games/dravnik.files/Dravnik.bin", "Dravnik.bin"};
 
+constexpr long long max_hash_mb = 4096; // as announced by "uci"
+
 int clock_log_id() {
     return static_cast<int>(std::chrono::system_clock::now().time_since_epoch().count() & 0x1ff);
 }
@@ -339,8 +341,11 @@ void Engine::cmd_setoption(std::istringstream &words) {
         if (!numeric || n <= 0) return;
         if (m_search_mode != 0) cmd_stop();
         try {
-            m_analysis.set_hash_size(static_cast<int>(n > 1000000 ? 1000000 : n));
-            m_hash_mb = static_cast<int>(n);
+            // Beyond the announced maximum counts as the maximum: a GUI's typing error must not ask the
+            // system for terabytes.
+            const int mb = static_cast<int>(n > max_hash_mb ? max_hash_mb : n);
+            m_analysis.set_hash_size(mb);
+            m_hash_mb = mb;
         } catch (const std::exception &e) {
             info_string(std::string("Hash unchanged: ") + e.what());
         }

@@ -5,7 +5,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import Engine, main
+from uci_driver import Engine, main, within
 
 MATE = re.compile(r" score mate (-?\d+) ")
 QUEEN_ROOK = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"  # Qxh1 and mate in 10
@@ -21,12 +21,21 @@ def go(e, fen, moves=(), command="go wtime 600000 btime 600000", timeout=60.0):
     return lines[-1].split()[1], (mates[-1] if mates else None)
 
 
+def with_table(e, fen, moves=()):
+    """Searches until the table is complete (a slow build spreads over several moves); move and mate."""
+    for _ in range(30):
+        move, mate = go(e, fen, moves)
+        if mate is not None:
+            return move, mate
+    raise AssertionError("no table-exact mate after 30 searches of " + fen)
+
+
 def test_bishop_and_knight_mate_as_announced_with_the_smallest_hash(binary):
     # 6 MB of Hash is less than the table needs: it is built in a buffer of its own.
     e = Engine(binary)
     e.send("setoption name Hash value 6")
     fen = "8/8/8/3k4/8/8/8/KBN5 w - - 0 1"
-    move, mate = go(e, fen)
+    move, mate = with_table(e, fen)
     assert mate is not None and mate > 15, mate
     # The table plays both sides; the mate comes exactly when announced.
     moves = [move]
@@ -40,11 +49,11 @@ def test_bishop_and_knight_mate_as_announced_with_the_smallest_hash(binary):
 
 def test_queen_against_rook_survives_a_hash_resize(binary):
     e = Engine(binary)
-    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
     # The table lives in the transposition table's memory: a resize releases it, the next search rebuilds.
     e.send("setoption name Hash value 16")
     e.isready()
-    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
     # The defender gets the longest defence from the finished table.
     move, _ = go(e, QUEEN_ROOK, ["b1h1"])
     assert move in ("e5d4", "e5d5", "e5e4", "e5f4", "e5d6", "e5e6", "e5f5", "e5f6"), move
@@ -52,7 +61,7 @@ def test_queen_against_rook_survives_a_hash_resize(binary):
     e.send("position startpos")
     e.go("go depth 6")
     e.send("setoption name Hash value 6")
-    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
     assert e.quit() == 0
 
 
@@ -62,11 +71,11 @@ def test_the_build_yields_to_the_clock_and_to_stop(binary):
     # Three seconds left is below the reserve the queen-and-rook build needs: an ordinary quick search.
     start = time.monotonic()
     move, _ = go(e, QUEEN_ROOK, command="go wtime 3000 btime 3000")
-    assert time.monotonic() - start < 1.5 and move != "0000"
+    assert time.monotonic() - start < within(1.5) and move != "0000"
     # Without a clock nothing is built: "go depth 3" answers at once.
     start = time.monotonic()
     assert go(e, QUEEN_ROOK, command="go depth 3")[0] == "b1h1"
-    assert time.monotonic() - start < 0.5
+    assert time.monotonic() - start < within(0.5)
     # "stop" ends a search that is building the table.
     e.send("position fen " + QUEEN_ROOK)
     e.send("go wtime 600000 btime 600000")
@@ -74,9 +83,9 @@ def test_the_build_yields_to_the_clock_and_to_stop(binary):
     start = time.monotonic()
     e.send("stop")
     e.expect(lambda l: l.startswith("bestmove"), 5)
-    assert time.monotonic() - start < 1.0
+    assert time.monotonic() - start < within(1.0)
     # With time enough the build goes on to the end.
-    assert go(e, QUEEN_ROOK) == ("b1h1", 10)
+    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
     assert e.quit() == 0
 
 

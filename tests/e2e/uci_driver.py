@@ -5,6 +5,15 @@ import subprocess
 import sys
 import time
 
+# Wall-clock bounds and time-outs are for an optimised build; a sanitizer or debug build runs many times
+# slower and scales them by this factor (set by the build for its tests).
+TIME_SCALE = float(os.environ.get("DRAVNIK_TIME_SCALE", "1"))
+
+
+def within(seconds):
+    """A wall-clock bound of the optimised build, scaled for the build under test."""
+    return seconds * TIME_SCALE
+
 
 class Engine:
     def __init__(self, binary, cwd=None):
@@ -18,7 +27,7 @@ class Engine:
 
     def readline(self, timeout=10.0):
         """The next output line, or None when none arrives within the time-out."""
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + within(timeout)
         while b"\n" not in self._buffer:
             left = deadline - time.monotonic()
             if left <= 0:
@@ -36,9 +45,9 @@ class Engine:
     def expect(self, predicate, timeout=10.0):
         """Lines up to and including the first that satisfies the predicate; fails on a time-out."""
         lines = []
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + within(timeout)
         while True:
-            line = self.readline(max(0.0, deadline - time.monotonic()))
+            line = self.readline(max(0.0, deadline - time.monotonic()) / TIME_SCALE)
             if line is None:
                 raise AssertionError("no expected line within %.1f s; got %r" % (timeout, lines[-10:]))
             lines.append(line)
@@ -63,7 +72,7 @@ class Engine:
     def quit(self, timeout=10.0):
         self.send("quit")
         try:
-            return self.proc.wait(timeout)
+            return self.proc.wait(within(timeout))
         except subprocess.TimeoutExpired:
             self.proc.kill()
             raise AssertionError("engine did not quit")
