@@ -26,8 +26,9 @@ test-sanitize:
 	@$(CMAKE) --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && UBSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 
+# BENCH_BASE=<other build dir> compares the headline figures with another build, alternating runs.
 bench: release
-	./tools/bench.sh $(RELEASE_DIR)
+	./tools/bench.sh $(RELEASE_DIR) $(BENCH_BASE)
 
 perft-full: release
 	DRAVNIK_PERFT_FULL=1 ./$(RELEASE_DIR)/tests/test_movegen --gtest_filter='Perft*'

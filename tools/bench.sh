@@ -1,23 +1,19 @@
 #!/usr/bin/env bash
-# Performance figures of the release build: generator, evaluation, endgame-table and search benchmarks,
-# start-up time.
+# Performance figures of the release build: first the headline figures, one line each as medians of several
+# runs (tools/bench_figures.py), then the details: table sizes, evaluation, endgame-table builds, the bench
+# command's own report and the time behaviour over UCI.
+#
+#   tools/bench.sh [BUILD_DIR [OTHER_BUILD_DIR]]   with a second build, the headline figures alternate
+#                                                  between the two and end in their ratio
 set -euo pipefail
 dir=${1:-build/release}
+tools=$(dirname "$0")
+echo "== headline figures =="
+python3 "$tools/bench_figures.py" --runs "${BENCH_RUNS:-5}" "$dir" ${2:+"$2"}
+[ $# -ge 2 ] && exit 0
+echo
 echo "== move generator =="
 "$dir/bench_perft"
-echo
-echo "== start-up to uciok =="
-python3 - "$dir/dravnik" <<'PY'
-import subprocess, sys, time
-t0 = time.monotonic()
-p = subprocess.Popen([sys.argv[1]], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-p.stdin.write(b"uci\n"); p.stdin.flush()
-for line in p.stdout:
-    if line.strip() == b"uciok":
-        break
-print("start-up to uciok: %.1f ms" % ((time.monotonic() - t0) * 1000))
-p.stdin.write(b"quit\n"); p.stdin.flush(); p.wait()
-PY
 if [ -x "$dir/bench_eval" ]; then echo; echo "== evaluation =="; "$dir/bench_eval"; fi
 echo
 echo "== endgame table builds =="
@@ -27,4 +23,4 @@ echo "== search (bench command) =="
 printf 'bench\nquit\n' | "$dir/dravnik"
 echo
 echo "== time behaviour over UCI =="
-python3 "$(dirname "$0")/bench_timing.py" "$dir/dravnik"
+python3 "$tools/bench_timing.py" "$dir/dravnik"
