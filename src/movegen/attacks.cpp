@@ -181,19 +181,6 @@ bool MagicMoves::selftest_ok() const {
     return true;
 }
 
-namespace {
-// Replaces the magic-indexed vector by a byte index into the sorted list of its distinct attack sets.
-void compress(const std::vector<BitBoard> &full, std::vector<unsigned char> &index,
-              std::vector<BitBoard> &sets) {
-    sets = distinct_sets(full);
-    index.assign(full.size(), 0);
-    for (std::size_t i = 0; i < full.size(); ++i)
-        if (full[i] != unused)
-            index[i] = static_cast<unsigned char>(std::lower_bound(sets.begin(), sets.end(), full[i]) -
-                                                  sets.begin());
-}
-} // namespace
-
 Attacks::Attacks() {
     static const int knight_steps[8][2] = {{1, 2},   {2, 1},   {2, -1}, {1, -2},
                                            {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
@@ -203,29 +190,39 @@ Attacks::Attacks() {
         m_knight[s] = leaper(Square(s), knight_steps, 8);
         m_king[s] = leaper(Square(s), king_steps, 8);
     }
+    // Each magic-indexed vector becomes a byte index into the sorted list of its distinct attack sets; all
+    // of them go into two stores, sized first so that the entries' pointers stay valid.
     const MagicMoves builder;
+    std::vector<BitBoard> distinct[2][64];
+    std::size_t index_total = 0, set_total = 0;
     for (int s = 0; s < 64; ++s) {
-        m_rook_mask[s] = builder.rook_mask.get_mask(Square(s));
-        m_bishop_mask[s] = builder.bishop_mask.get_mask(Square(s));
-        compress(builder.bishop_table[s], m_bishop_index[s], m_bishop_sets[s]);
-        compress(builder.rook_table[s], m_rook_index[s], m_rook_sets[s]);
+        distinct[0][s] = distinct_sets(builder.bishop_table[s]);
+        distinct[1][s] = distinct_sets(builder.rook_table[s]);
+        index_total += builder.bishop_table[s].size() + builder.rook_table[s].size();
+        set_total += distinct[0][s].size() + distinct[1][s].size();
     }
-    for (int i = 0; i < 128; ++i)
-        m_magic[i] = builder.magic[i];
-}
-
-std::size_t Attacks::index_bytes() const {
-    std::size_t n = 0;
-    for (int s = 0; s < 64; ++s)
-        n += m_bishop_index[s].size() + m_rook_index[s].size();
-    return n;
-}
-
-std::size_t Attacks::set_bytes() const {
-    std::size_t n = 0;
-    for (int s = 0; s < 64; ++s)
-        n += (m_bishop_sets[s].size() + m_rook_sets[s].size()) * sizeof(BitBoard);
-    return n;
+    m_index_store.assign(index_total, 0);
+    m_set_store.reserve(set_total);
+    std::size_t next_index = 0;
+    for (int rook = 0; rook < 2; ++rook)
+        for (int s = 0; s < 64; ++s) {
+            const std::vector<BitBoard> &full = rook ? builder.rook_table[s] : builder.bishop_table[s];
+            const std::vector<BitBoard> &sets = distinct[rook][s];
+            Slider &e = rook ? m_rook[s] : m_bishop[s];
+            const Magic &magic = builder.magic[(rook ? 64 : 0) + s];
+            e.mask = (rook ? builder.rook_mask.get_mask(Square(s)) : builder.bishop_mask.get_mask(Square(s)))
+                         .value();
+            e.multiplier = magic.multiplier;
+            e.shift = magic.shift;
+            e.index = &m_index_store[next_index];
+            e.sets = m_set_store.data() + m_set_store.size();
+            for (std::size_t i = 0; i < full.size(); ++i)
+                if (full[i] != unused)
+                    m_index_store[next_index + i] = static_cast<unsigned char>(
+                        std::lower_bound(sets.begin(), sets.end(), full[i]) - sets.begin());
+            next_index += full.size();
+            m_set_store.insert(m_set_store.end(), sets.begin(), sets.end());
+        }
 }
 
 Connections::Connections() {

@@ -68,6 +68,10 @@ class MagicMoves {
 class Attacks {
   public:
     Attacks();
+    // The slider entries point into the object's own stores.
+    Attacks(const Attacks &) = delete;
+    Attacks &operator=(const Attacks &) = delete;
+
     const BitBoard &knight(const Square &s) const { return m_knight[s.id()]; }
     const BitBoard &king(const Square &s) const { return m_king[s.id()]; }
     const BitBoard &knight(const BitBoard &b) const { return m_knight[b.get_unique_square().id()]; }
@@ -75,17 +79,10 @@ class Attacks {
 
     // Slider attacks include the first blocker on each ray, whatever its colour.
     BitBoard bishop(const Square &s, const BitBoard &occupied) const {
-        const int sq = s.id();
-        const Magic &m = m_magic[sq];
-        return m_bishop_sets
-            [sq]
-            [m_bishop_index[sq][((occupied.value() & m_bishop_mask[sq].value()) * m.multiplier) >> m.shift]];
+        return m_bishop[s.id()].lookup(occupied.value());
     }
     BitBoard rook(const Square &s, const BitBoard &occupied) const {
-        const int sq = s.id();
-        const Magic &m = m_magic[64 + sq];
-        return m_rook_sets
-            [sq][m_rook_index[sq][((occupied.value() & m_rook_mask[sq].value()) * m.multiplier) >> m.shift]];
+        return m_rook[s.id()].lookup(occupied.value());
     }
     BitBoard queen(const Square &s, const BitBoard &occupied) const {
         return bishop(s, occupied) | rook(s, occupied);
@@ -100,19 +97,29 @@ class Attacks {
         return queen(b.get_unique_square(), occupied);
     }
 
-    std::size_t index_bytes() const; // memory of the byte index arrays
-    std::size_t set_bytes() const;   // memory of the distinct attack-set lists
+    std::size_t index_bytes() const { return m_index_store.size(); } // memory of the byte index arrays
+    std::size_t set_bytes() const { return m_set_store.size() * sizeof(BitBoard); } // distinct attack sets
 
   private:
+    // Everything one lookup needs on one cache line: mask, magic, and where the square's byte index and
+    // its list of distinct attack sets start.
+    struct alignas(32) Slider {
+        std::uint64_t mask;
+        std::uint64_t multiplier;
+        const unsigned char *index;
+        const BitBoard *sets;
+        unsigned shift;
+        BitBoard lookup(std::uint64_t occupied) const {
+            return sets[index[((occupied & mask) * multiplier) >> shift]];
+        }
+    };
+
     BitBoard m_knight[64];
     BitBoard m_king[64];
-    BitBoard m_rook_mask[64];
-    BitBoard m_bishop_mask[64];
-    Magic m_magic[128];
-    std::vector<unsigned char> m_bishop_index[64];
-    std::vector<BitBoard> m_bishop_sets[64];
-    std::vector<unsigned char> m_rook_index[64];
-    std::vector<BitBoard> m_rook_sets[64];
+    Slider m_bishop[64];
+    Slider m_rook[64];
+    std::vector<unsigned char> m_index_store; // all squares' index arrays, bishops first
+    std::vector<BitBoard> m_set_store;        // all squares' distinct attack sets, bishops first
 };
 
 // Empty-board slider attacks and the line segments between two squares.
