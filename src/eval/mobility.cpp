@@ -18,9 +18,6 @@ const int rook_table[15] = {-16, -10, -4, -1, 1, 3, 5, 8, 10, 11, 13, 14, 15, 16
 const int queen_table[28] = {-4, -4, -3, -3, -2, -2, -1, -1, 0, 0, 0, 1, 1, 1,
                              2,  2,  2,  2,  3,  3,  3,  3,  3, 4, 4, 4, 4, 4};
 
-// King-zone attack weight per attacked zone square, by kind.
-const int zone_weight[6] = {0, 0, 2, 2, 3, 5};
-
 // A rook in the corner behind its own king that walked there without castling; the king squares that
 // lock it in, by colour (black mirrors white).
 constexpr u64 kingside_rook[2] = {0xC080000000000000ULL, 0x80C0ULL};  // g/h on the back rank, h one up
@@ -30,77 +27,72 @@ constexpr u64 queenside_king[2] = {0x0600000000000000ULL, 0x06ULL};   // b, c
 
 } // namespace
 
+// One kind at a time, so that the kind's table and zone weight are constants of its loop.
 template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64 occupied) {
     const int c = colour ? 0 : 8;
     const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
     const u64 safe = ~own & ~m_att[1 - colour][wpawn];
     const u64 enemy_zone = m_zone[1 - colour];
-    const u64 king = pos.pieces(wking + c).value();
-    const bool may_castle = (colour ? pos.castlingrights() & 0xFF : pos.castlingrights() >> 8) != 0;
     int units = 0, attackers = 0, squares = 0;
     int *kind_mobility = m_kind_mobility[colour];
-    for (int k = 0; k < 6; ++k)
-        kind_mobility[k] = 0;
-    int locked = 0;
-
-    for (int kind = wknight; kind <= wqueen; ++kind) {
-        u64 union_set = 0;
-        for (u64 b = pos.pieces(kind + c).value(); b; b &= b - 1) {
-            const Square s = BitBoard::first_square(b);
-            u64 a;
-            switch (kind) {
-            case wknight:
-                a = m_attacks.knight(s).value();
-                break;
-            case wbishop:
-                a = m_attacks.bishop(s, occupied).value();
-                break;
-            case wrook:
-                a = m_attacks.rook(s, occupied).value();
-                break;
-            default:
-                a = m_attacks.queen(s, occupied).value();
-                break;
-            }
-            union_set |= a;
-            const int n = popcnt(a & safe);
-            squares += n;
-            switch (kind) {
-            case wknight:
-                kind_mobility[wknight] += knight_table[n];
-                break;
-            case wbishop:
-                kind_mobility[wbishop] += bishop_table[n];
-                break;
-            case wrook: {
-                kind_mobility[wrook] += rook_table[n];
-                const u64 rb = 1ULL << s.id();
-                if (!may_castle && king && popcnt(a & ~own) <= 2) {
-                    const int king_file = lsb(king) & 7;
-                    if ((rb & kingside_rook[colour]) && (king & kingside_king[colour]) &&
-                        king_file < s.file_number())
-                        ++locked;
-                    else if ((rb & queenside_rook[colour]) && (king & queenside_king[colour]) &&
-                             king_file > s.file_number())
-                        ++locked;
-                }
-                break;
-            }
-            default:
-                kind_mobility[wqueen] += queen_table[n];
-                break;
-            }
-            const u64 in_zone = a & enemy_zone;
-            if (in_zone) {
-                ++attackers;
-                units += zone_weight[kind] * popcnt(in_zone);
-            }
+    // The safe squares of one piece with attack set a; counts it against the enemy king's zone.
+    auto account = [&](u64 a, int zone_weight) {
+        const int n = popcnt(a & safe);
+        squares += n;
+        if (const u64 in_zone = a & enemy_zone) {
+            ++attackers;
+            units += zone_weight * popcnt(in_zone);
         }
-        m_att[colour][kind] = union_set;
+        return n;
+    };
+
+    u64 knights = 0, bishops = 0, rooks = 0, queens = 0;
+    int knight_mob = 0, bishop_mob = 0, rook_mob = 0, queen_mob = 0;
+    for (u64 b = pos.pieces(wknight + c).value(); b; b &= b - 1) {
+        const u64 a = m_attacks.knight(Square(lsb(b))).value();
+        knights |= a;
+        knight_mob += knight_table[account(a, 2)];
     }
-    m_att[colour][7] = m_att[colour][wpawn] | m_att[colour][wknight] | m_att[colour][wbishop] |
-                       m_att[colour][wrook] | m_att[colour][wqueen];
-    m_att[colour][0] = m_att[colour][7] | m_att[colour][wking];
+    for (u64 b = pos.pieces(wbishop + c).value(); b; b &= b - 1) {
+        const u64 a = m_attacks.bishop(Square(lsb(b)), occupied).value();
+        bishops |= a;
+        bishop_mob += bishop_table[account(a, 2)];
+    }
+    const u64 king = pos.pieces(wking + c).value();
+    // Rooks can be shut in only by an own king that has lost its castling rights.
+    const bool may_lock = king && (colour ? pos.castlingrights() & 0xFF : pos.castlingrights() >> 8) == 0;
+    int locked = 0;
+    for (u64 b = pos.pieces(wrook + c).value(); b; b &= b - 1) {
+        const int s = lsb(b);
+        const u64 a = m_attacks.rook(Square(s), occupied).value();
+        rooks |= a;
+        rook_mob += rook_table[account(a, 3)];
+        if (may_lock) {
+            const u64 rb = b & (0 - b), free = a & ~own;
+            const int king_file = lsb(king) & 7;
+            const bool shut = ((rb & kingside_rook[colour]) && (king & kingside_king[colour]) &&
+                               king_file < (s & 7)) ||
+                              ((rb & queenside_rook[colour]) && (king & queenside_king[colour]) &&
+                               king_file > (s & 7));
+            if (shut && !((free & (free - 1)) & ((free & (free - 1)) - 1))) ++locked; // at most two squares
+        }
+    }
+    for (u64 b = pos.pieces(wqueen + c).value(); b; b &= b - 1) {
+        const u64 a = m_attacks.queen(Square(lsb(b)), occupied).value();
+        queens |= a;
+        queen_mob += queen_table[account(a, 5)];
+    }
+    u64 *att = m_att[colour];
+    att[wknight] = knights;
+    att[wbishop] = bishops;
+    att[wrook] = rooks;
+    att[wqueen] = queens;
+    att[7] = att[wpawn] | knights | bishops | rooks | queens;
+    att[0] = att[7] | att[wking];
+    kind_mobility[wknight] = knight_mob;
+    kind_mobility[wbishop] = bishop_mob;
+    kind_mobility[wrook] = rook_mob;
+    kind_mobility[wqueen] = queen_mob;
     m_king_units[colour] = units;
     m_king_attackers[colour] = attackers;
     m_squares[colour] = squares;

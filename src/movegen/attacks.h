@@ -149,12 +149,14 @@ class Distance {
   public:
     Distance();
     int operator()(const Square &a, const Square &b) const { return m_distance[a.id()][b.id()]; }
-    // Smallest distance from s to a member of b; 8 for the empty set.
+    // Smallest distance from s to a member of b; 8 for the empty set. The rings grow outwards, so the
+    // first one that meets b gives it.
     int operator()(const Square &s, const BitBoard &b) const {
-        int n = 0;
-        for (int k = 0; k < 8; ++k)
-            n += (m_ring[s.id()][k] & b) ? 1 : 0;
-        return 8 - n;
+        if (!b) return 8;
+        int k = 0;
+        while (!(m_ring[s.id()][k] & b))
+            ++k;
+        return k;
     }
     const BitBoard &ring(const Square &s, int k) const { return m_ring[s.id()][k]; }
 
