@@ -70,10 +70,9 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
         if (may_lock) {
             const u64 rb = b & (0 - b), free = a & ~own;
             const int king_file = lsb(king) & 7;
-            const bool shut = ((rb & kingside_rook[colour]) && (king & kingside_king[colour]) &&
-                               king_file < (s & 7)) ||
-                              ((rb & queenside_rook[colour]) && (king & queenside_king[colour]) &&
-                               king_file > (s & 7));
+            const bool shut =
+                ((rb & kingside_rook[colour]) && (king & kingside_king[colour]) && king_file < (s & 7)) ||
+                ((rb & queenside_rook[colour]) && (king & queenside_king[colour]) && king_file > (s & 7));
             if (shut && !((free & (free - 1)) & ((free & (free - 1)) - 1))) ++locked; // at most two squares
         }
     }

@@ -17,10 +17,10 @@ void check_node(const ChessPosition &pos) {
 
 std::uint64_t perft(ChessPosition &pos, MoveGenerator &gen, int depth) {
     check_node(pos);
+    if (depth <= 1) return static_cast<std::uint64_t>(gen.count_moves(pos));
     Move buffer[MoveList::capacity];
     MoveList list(buffer);
     gen.generate_moves(pos, list);
-    if (depth <= 1) return static_cast<std::uint64_t>(list.size());
     std::uint64_t nodes = 0;
     for (const Move &m : list) {
         pos.make_move(m);

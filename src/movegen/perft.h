@@ -9,7 +9,7 @@
 #include "board/chessposition.h"
 #include "movegen/movegenerator.h"
 
-// Leaf count of the tree of the given depth (>= 1), counting the last ply by list size. In builds without
+// Leaf count of the tree of the given depth (>= 1); the last ply is counted, not generated. In builds without
 // NDEBUG every node also checks its incremental key and material index against a fresh computation and
 // throws std::logic_error on a mismatch.
 std::uint64_t perft(ChessPosition &pos, MoveGenerator &gen, int depth);

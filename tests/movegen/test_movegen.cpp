@@ -1,5 +1,7 @@
 // Generator corner cases: order of the list, check flags and the legality tests.
 #include <algorithm>
+#include <fstream>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -129,4 +131,42 @@ TEST(MoveGenerator, Chess960CastlingRules) {
     EXPECT_FALSE(shield.has("c1b1", true));
     Generated noshield("6k1/8/8/8/8/8/8/1RK5 w B - 0 1");
     EXPECT_TRUE(noshield.has("c1b1", true));
+}
+
+// Along random games from every reference position: the count agrees with the list, every listed move
+// keeps the own king safe, and the check flag says whether the move really checks (castling aside, whose
+// flag looks at the rook alone).
+TEST(MoveGenerator, CountLegalityAndCheckFlagsAgreeWithMakingTheMoves) {
+    std::vector<std::string> fens;
+    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
+    for (std::string line; std::getline(in, line);)
+        fens.push_back(line.substr(0, line.find(';')));
+    ASSERT_GT(fens.size(), 20u);
+    MoveGenerator gen(tables());
+    std::mt19937 rng(2024);
+    int positions = 0;
+    for (const std::string &fen : fens)
+        for (int game = 0; game < 4; ++game) {
+            ChessPosition pos(tables());
+            pos.fen(fen);
+            for (int ply = 0; ply < 80; ++ply, ++positions) {
+                MoveList list;
+                gen.generate_moves(pos, list);
+                ASSERT_EQ(gen.count_moves(pos), list.size()) << pos.fen();
+                if (list.size() == 0) break;
+                for (const Move &m : list) {
+                    ChessPosition after = pos;
+                    after.make_move(m);
+                    const BitBoard own_king = after.pieces(pos.white_to_move() ? wking : bking);
+                    ASSERT_FALSE(pos.white_to_move() ? after.black_attacks(own_king)
+                                                     : after.white_attacks(own_king))
+                        << pos.fen() << " " << m.algebraic(true);
+                    if (m.code() != castling) {
+                        ASSERT_EQ(m.check(), after.check()) << pos.fen() << " " << m.algebraic(true);
+                    }
+                }
+                pos.make_move(list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))]);
+            }
+        }
+    EXPECT_GT(positions, 5000);
 }
