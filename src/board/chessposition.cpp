@@ -92,9 +92,9 @@ void BoardPosition::make_move(const Move &m) {
     const int from = m.from_id(), to = m.to_id(), p = m.piece_id(), c = m.capture_id();
     switch (m.code()) {
     case normal_move:
-        if (c) remove_piece_from(to, c);
-        remove_piece_from(from, p);
-        set_piece_on(to, p);
+        // The common case in one pass: the mover's and the colour sets flip both squares, a victim leaves.
+        if (c) take(to, c);
+        shift(from, to, p);
         break;
     case promo_queen:
     case promo_rook:
@@ -114,8 +114,7 @@ void BoardPosition::make_move(const Move &m) {
     }
     case en_passant:
         remove_piece_from(p & 8 ? to + 8 : to - 8, c);
-        remove_piece_from(from, p);
-        set_piece_on(to, p);
+        shift(from, to, p);
         break;
     default: // null move
         break;
@@ -128,9 +127,8 @@ void BoardPosition::unmake_move(const Move &m) {
     m_stm ^= 1;
     switch (m.code()) {
     case normal_move:
-        remove_piece_from(to, p);
-        set_piece_on(from, p);
-        if (c) set_piece_on(to, c);
+        shift(to, from, p);
+        if (c) put(to, c);
         break;
     case promo_queen:
     case promo_rook:
@@ -149,8 +147,7 @@ void BoardPosition::unmake_move(const Move &m) {
         break;
     }
     case en_passant:
-        remove_piece_from(to, p);
-        set_piece_on(from, p);
+        shift(to, from, p);
         set_piece_on(p & 8 ? to + 8 : to - 8, c);
         break;
     default:
@@ -487,16 +484,17 @@ Move ChessPosition::convert_to_move(const Square &from, const Square &to, move_t
 
 void ChessPosition::make_move(const Move &m) {
     ++m_make_move_counter;
-    const HistoryEntry &prev = m_history.back();
-    HistoryEntry e{};
+    const int p = m.piece_id(), from = m.from_id(), to = m.to_id();
+    const bool null = m.word() == 0;
+    const bool irreversible = null || (p & 7) == 1 || m.capture_id() != 0;
+    m_history.push_back(m_history.back());
+    HistoryEntry &e = m_history.back();
     e.move = m;
     e.sq1 = Square();
     e.sq2 = Square();
-    std::uint16_t rights = prev.castling;
-    const int p = m.piece_id(), from = m.from_id(), to = m.to_id();
-    const bool null = m.word() == 0;
     BoardPosition::make_move(m);
     if (!null) {
+        std::uint16_t rights = e.castling;
         if (p == wking) rights &= 0xFF00;
         if (p == bking) rights &= 0x00FF;
         for (int s : {from, to}) {
@@ -505,10 +503,9 @@ void ChessPosition::make_move(const Move &m) {
             else if (s >= 56)
                 rights &= ~(1u << (s - 48));
         }
+        e.castling = rights;
     }
-    e.castling = rights;
-    const bool irreversible = null || (p & 7) == 1 || m.capture_id() != 0;
-    e.dfz = (!null && ((p & 7) == 1 || m.capture_id() != 0)) ? 0 : static_cast<std::uint16_t>(prev.dfz + 1);
+    e.dfz = irreversible && !null ? 0 : static_cast<std::uint16_t>(e.dfz + 1);
     e.ep = Square();
     if ((p & 7) == 1 && (to - from == 16 || from - to == 16)) {
         // Deliberately without file masks: the key then carries the file whenever the square is set.
@@ -516,14 +513,12 @@ void ChessPosition::make_move(const Move &m) {
         if (beside & m_pieces[p ^ 8].value()) e.ep = Square((from + to) / 2);
     }
     if (m_stm) ++m_moveno; // the move number rises after black's move
-    m_history.push_back(e);
     m_material.make_move(m);
     m_hasher.make_move(m);
-    m_history.back().pawnhash = m_hasher.pawn_key();
+    e.pawnhash = m_hasher.pawn_key();
     if (irreversible) m_keys.push_back(0);
     m_keys.push_back(m_hasher.hash());
-    find_pinned_pieces();
-    m_history.back().check = look_for_check() ? 1 : 0;
+    e.check = find_pins_and_check() ? 1 : 0;
 }
 
 void ChessPosition::unmake_move() {
@@ -538,30 +533,48 @@ void ChessPosition::unmake_move() {
     if (m_keys.size() > 1 && m_keys.back() == 0) m_keys.pop_back();
 }
 
-void ChessPosition::find_pinned_pieces() {
+void ChessPosition::find_pinned_pieces() { find_pins_and_check(); }
+
+bool ChessPosition::find_pins_and_check() {
     const Connections &cn = m_tables->connections();
-    BitBoard pinned, discovering;
+    std::uint64_t pinned = 0, discovering = 0;
+    bool check = false;
+    const std::uint64_t all = m_all.value(), white = m_white.value();
     for (int colour = 0; colour < 2; ++colour) { // colour 0: white king, 1: black king
         const int own = colour ? 8 : 0, enemy = colour ? 0 : 8;
-        const BitBoard kb = m_pieces[wking + own];
+        const std::uint64_t kb = m_pieces[wking + own].value();
         if (!kb) continue;
-        const Square k = kb.get_first_square();
-        BitBoard sliders = (cn.rook_attacks(k) & (m_pieces[wrook + enemy] | m_pieces[wqueen + enemy])) |
-                           (cn.bishop_attacks(k) & (m_pieces[wbishop + enemy] | m_pieces[wqueen + enemy]));
-        std::uint64_t s = sliders.value();
-        while (s) {
-            const Square from = BitBoard::get_reset_square(s);
-            const BitBoard between = cn.line_segment(k, from) & m_all;
-            if (between.popcount() != 1) continue;
+        const Square k = BitBoard::first_square(kb);
+        const std::uint64_t sliders =
+            (cn.rook_attacks(k) & (m_pieces[wrook + enemy] | m_pieces[wqueen + enemy])).value() |
+            (cn.bishop_attacks(k) & (m_pieces[wbishop + enemy] | m_pieces[wqueen + enemy])).value();
+        const bool to_move = colour == (m_stm ^ 1);
+        for (std::uint64_t s = sliders; s; s &= s - 1) {
+            const std::uint64_t between = cn.line_segment(k, BitBoard::first_square(s)).value() & all;
+            if (!between) {
+                check |= to_move; // an open line: the slider gives check
+                continue;
+            }
+            if (between & (between - 1)) continue; // two or more blockers
             // A lone blocker of the king's own colour is pinned; one of the slider's colour discovers.
-            if (between & (own ? m_black : m_white))
+            if ((between & white) ? !own : own)
                 pinned |= between;
             else
                 discovering |= between;
         }
+        if (to_move && !check) {
+            const Attacks &a = m_tables->attacks();
+            const std::uint64_t pawn_from =
+                own ? ((kb >> 7) & not_a_file.value()) | ((kb >> 9) & not_h_file.value())
+                    : ((kb << 7) & not_h_file.value()) | ((kb << 9) & not_a_file.value());
+            check = (pawn_from & m_pieces[wpawn + enemy].value()) ||
+                    (a.knight(k) & m_pieces[wknight + enemy]) || (a.king(k) & m_pieces[wking + enemy]);
+        }
     }
-    m_history.back().pinned = pinned;
-    m_history.back().discovering = discovering;
+    HistoryEntry &e = m_history.back();
+    e.pinned = BitBoard(pinned);
+    e.discovering = BitBoard(discovering);
+    return check;
 }
 
 bool ChessPosition::look_for_check() const {

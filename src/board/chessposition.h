@@ -56,6 +56,30 @@ class BoardPosition {
     }
 
   protected:
+    // Moves a piece that captures nothing (or whose victim left already), and takes or puts back a
+    // victim; cheaper than a removal and a placement, each of which touches the sets and the array.
+    void shift(int from, int to, int piece) {
+        const std::uint64_t both = Square::bb[from].value() | Square::bb[to].value();
+        m_pieces[piece] ^= both;
+        (piece & 8 ? m_black : m_white) ^= both;
+        m_all ^= both;
+        m_board[from] = 0;
+        m_board[to] = piece;
+    }
+    void take(int s, int piece) { // the mover arrives next, so the square stays occupied
+        const std::uint64_t b = Square::bb[s].value();
+        m_pieces[piece] ^= b;
+        (piece & 8 ? m_black : m_white) ^= b;
+        m_all ^= b;
+    }
+    void put(int s, int piece) { // the victim returns to the square the mover just left
+        const std::uint64_t b = Square::bb[s].value();
+        m_pieces[piece] ^= b;
+        (piece & 8 ? m_black : m_white) ^= b;
+        m_all ^= b;
+        m_board[s] = piece;
+    }
+
     BitBoard m_pieces[16];
     BitBoard m_white;
     BitBoard m_black;
@@ -164,6 +188,9 @@ class ChessPosition : public BoardPosition {
 
   private:
     void setup(std::uint16_t castling, Square ep, std::uint16_t dfz, int moveno);
+    // Fills the pinned and discovering sets of the current entry and tells whether the side to move is in
+    // check, from one walk of the sliders on each king's lines.
+    bool find_pins_and_check();
 
     const BoardTables *m_tables;
     std::vector<HistoryEntry> m_history;

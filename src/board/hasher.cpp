@@ -60,39 +60,48 @@ void Hasher<1>::init(const ChessPosition *position) {
 }
 
 namespace {
-// The piece-square part of a key after a move, from the part before it.
-std::uint64_t update(const KeySet &k, std::uint64_t key, const Move &m) {
-    if (m.word() == 0) return key;
+// The squares a move changes, as (piece, square) pairs to toggle in a key; n of them.
+struct Toggles {
+    int piece[4];
+    int square[4];
+    int n;
+};
+
+Toggles toggles(const Move &m) {
     const int from = m.from_id(), to = m.to_id(), p = m.piece_id(), c = m.capture_id();
     const int colour = p & 8;
     switch (m.code()) {
     case normal_move:
-        return key ^ k.piece[p][from] ^ k.piece[p][to] ^ k.piece[c][to];
+        return {{p, p, c, 0}, {from, to, to, 0}, 3};
     case promo_queen:
     case promo_rook:
     case promo_bishop:
-    case promo_knight: {
-        const int promoted = (wqueen - (m.code() - promo_queen)) + colour;
-        return key ^ k.piece[p][from] ^ k.piece[promoted][to] ^ k.piece[c][to];
-    }
-    case castling: {
-        const int rook = wrook + colour;
-        return key ^ k.piece[p][from] ^ k.piece[p][BoardPosition::castle_king_to(from, to)] ^
-               k.piece[rook][to] ^ k.piece[rook][BoardPosition::castle_rook_to(from, to)];
-    }
-    case en_passant: {
-        const int victim = colour ? to + 8 : to - 8;
-        return key ^ k.piece[p][from] ^ k.piece[p][to] ^ k.piece[c][victim];
-    }
+    case promo_knight:
+        return {{p, wqueen - static_cast<int>(m.code() - promo_queen) + colour, c, 0}, {from, to, to, 0}, 3};
+    case castling:
+        return {{p, p, wrook + colour, wrook + colour},
+                {from, BoardPosition::castle_king_to(from, to), to, BoardPosition::castle_rook_to(from, to)},
+                4};
+    case en_passant:
+        return {{p, p, c, 0}, {from, to, colour ? to + 8 : to - 8, 0}, 3};
     default:
-        return key;
+        return {{0, 0, 0, 0}, {0, 0, 0, 0}, 0};
     }
 }
 } // namespace
 
 void Hasher<1>::make_move(const Move &m) {
-    m_first.push_back(update(*m_keys, m_first.back(), m));
-    m_second.push_back(update(*m_second_keys, m_second.back(), m));
+    // Both keys toggle the same (piece, square) pairs; the second set is zero for all but pawns.
+    std::uint64_t k1 = m_first.back(), k2 = m_second.back();
+    if (m.word() != 0) {
+        const Toggles t = toggles(m);
+        for (int i = 0; i < t.n; ++i) {
+            k1 ^= m_keys->piece[t.piece[i]][t.square[i]];
+            k2 ^= m_second_keys->piece[t.piece[i]][t.square[i]];
+        }
+    }
+    m_first.push_back(k1);
+    m_second.push_back(k2);
 }
 
 void Hasher<1>::unmake_move() {
