@@ -10,6 +10,13 @@ using namespace evalbits;
 
 namespace {
 
+// std::roundf without the library call: rounds half away from zero and keeps the sign of a zero result.
+inline float round_half_away(float x) {
+    if (!(std::fabs(x) < 8388608.0f)) return std::roundf(x); // 2^23 and above hold no fraction
+    const float t = static_cast<float>(static_cast<std::int32_t>(x)); // towards zero; x - t is exact
+    return std::copysign(std::fabs(x - t) >= 0.5f ? t + std::copysign(1.0f, x) : t, x);
+}
+
 constexpr u64 minor_home[2] = {0x6600000000000000ULL, 0x66ULL}; // b, c, f, g on the back rank
 
 // The wing an attack on a king is fought on, chosen by the king's file; index 1 is white's king.
@@ -293,8 +300,11 @@ int Evaluation::static_eval() {
     const float *eg = m_weight.eg().data();
     for (int i = 0; i < Weight::size; ++i)
         acc += var[i] * mg[i] * m_mg_factor + var[i] * eg[i] * m_eg_factor;
-    m_last_score = std::roundf(static_cast<float>(
-        static_cast<double>(acc) / (static_cast<double>(var[v_opposite_colored_bishops]) + 1.0)));
+    // Dividing by 1 (no opposite-coloured bishops) changes nothing, so only the halving divides.
+    const float opposite = var[v_opposite_colored_bishops];
+    m_last_score = round_half_away(
+        opposite == 0.0f ? acc
+                         : static_cast<float>(static_cast<double>(acc) / (static_cast<double>(opposite) + 1.0)));
 
     int score = 0;
     if (special_endgame(m_position.materialindex().index(), score)) m_last_score = static_cast<float>(score);

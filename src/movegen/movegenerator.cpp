@@ -206,11 +206,14 @@ void MoveGenerator::generate_captures(const ChessPosition &pos, const MoveTable 
     const std::uint64_t promo_rank = colour ? rank8.value() : rank1.value();
     const int ep = usable_ep<colour>(pos);
 
+    // Most pieces capture nothing: their legality is worked out only when they do.
     for (std::uint64_t b = pos.pieces(wpawn + c).value(); b; b &= b - 1) {
         const Square from = BitBoard::first_square(b);
-        const std::uint64_t fb = b & (0 - b);
-        const std::uint64_t t = table[from.id()] & legal_targets(fb);
-        append_moves<colour>(pos, list, wpawn + c, from.id(), t & m_enemy & ~promo_rank);
+        std::uint64_t t = table[from.id()] & (m_enemy | promo_rank);
+        if (t) {
+            t &= legal_targets(b & (0 - b));
+            append_moves<colour>(pos, list, wpawn + c, from.id(), t & ~promo_rank);
+        }
         if (ep != 64 && ep_reaches<colour>(from.id(), ep)) {
             Move m(from, Square(ep), en_passant, Piece(wpawn + c), Piece(bpawn - c));
             if (is_legal_pawnmove(pos, m)) {
@@ -231,8 +234,8 @@ void MoveGenerator::generate_captures(const ChessPosition &pos, const MoveTable 
     for (int kind = wknight; kind <= wqueen; ++kind)
         for (std::uint64_t b = pos.pieces(kind + c).value(); b; b &= b - 1) {
             const int from = BitBoard::first_square(b).id();
-            append_moves<colour>(pos, list, kind + c, from,
-                                 table[from] & m_enemy & legal_targets(b & (0 - b)));
+            if (const std::uint64_t caps = table[from] & m_enemy)
+                append_moves<colour>(pos, list, kind + c, from, caps & legal_targets(b & (0 - b)));
         }
     for (std::uint64_t b = m_own_king; b;) {
         const Square from = pop(b);
@@ -265,13 +268,14 @@ void MoveGenerator::generate_quiet_moves(const ChessPosition &pos, const MoveTab
     for (int kind : order)
         for (std::uint64_t b = pos.pieces(kind + c).value(); b; b &= b - 1) {
             const int from = BitBoard::first_square(b).id();
-            append_moves<colour>(pos, list, kind + c, from, table[from] & empty & legal_targets(b & (0 - b)));
+            if (const std::uint64_t t = table[from] & empty)
+                append_moves<colour>(pos, list, kind + c, from, t & legal_targets(b & (0 - b)));
         }
     const std::uint64_t promo_rank = colour ? rank8.value() : rank1.value();
     for (std::uint64_t b = pos.pieces(wpawn + c).value(); b; b &= b - 1) {
         const int from = BitBoard::first_square(b).id();
-        append_moves<colour>(pos, list, wpawn + c, from,
-                             table[from] & empty & ~promo_rank & legal_targets(b & (0 - b)));
+        if (const std::uint64_t t = table[from] & empty & ~promo_rank)
+            append_moves<colour>(pos, list, wpawn + c, from, t & legal_targets(b & (0 - b)));
     }
     for (std::uint64_t b = m_own_king; b;) {
         const Square from = pop(b);
