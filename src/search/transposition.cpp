@@ -1,5 +1,7 @@
 #include "search/transposition.h"
 
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -163,10 +165,27 @@ std::string Bucket::dump() const {
     return out.str();
 }
 
-TranspositionTable::TranspositionTable()
-    : m_buckets(new Bucket[default_buckets]), m_count(default_buckets), m_threshold(0), m_enabled(true) {}
+Bucket *TranspositionTable::allocate(std::uint64_t count, void *&block) {
+    // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; one spare bucket
+    // leaves room to align the array to a cache line.
+    block = std::calloc(static_cast<std::size_t>(count + 1), sizeof(Bucket));
+    if (!block) return nullptr;
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t aligned =
+        (at + alignof(Bucket) - 1) & ~static_cast<std::uintptr_t>(alignof(Bucket) - 1);
+    // Zeroed memory already holds empty buckets (plain words, trivially copyable and destructible); running
+    // their constructors would write every page that the zeroed allocation spared.
+    return reinterpret_cast<Bucket *>(aligned);
+}
 
-TranspositionTable::~TranspositionTable() { delete[] m_buckets; }
+TranspositionTable::TranspositionTable()
+    : m_buckets(nullptr), m_count(default_buckets), m_threshold(0), m_enabled(true), m_block(nullptr),
+      m_pristine(true) {
+    m_buckets = allocate(default_buckets, m_block);
+    if (!m_buckets) throw std::bad_alloc();
+}
+
+TranspositionTable::~TranspositionTable() { std::free(m_block); }
 
 void TranspositionTable::set_size(int megabytes) {
     if (megabytes < 6) megabytes = 6;
@@ -177,25 +196,27 @@ void TranspositionTable::set_size(int megabytes) {
     if (count == m_count) return;
     const std::string failure = "TranspositionTable::set_size(" + std::to_string(megabytes) +
                                 ") cannot allocate " + std::to_string(count) + " buckets";
-    // A table larger than the address space is refused before new[] is asked (4096 MB on a 32-bit target).
-    if (count > std::numeric_limits<std::size_t>::max() / sizeof(Bucket)) throw TTAllocationError(failure);
+    // A table larger than the address space is refused before the allocation is asked (4096 MB on a
+    // 32-bit target).
+    if (count >= std::numeric_limits<std::size_t>::max() / sizeof(Bucket)) throw TTAllocationError(failure);
     // The new array comes first so that a failure leaves the old table in service.
-    Bucket *fresh = nullptr;
-    try {
-        fresh = new Bucket[static_cast<std::size_t>(count)];
-    } catch (const std::bad_alloc &) { // bad_array_new_length derives from it
-        throw TTAllocationError(failure);
-    }
-    delete[] m_buckets;
+    void *block = nullptr;
+    Bucket *fresh = allocate(count, block);
+    if (!fresh) throw TTAllocationError(failure);
+    std::free(m_block);
+    m_block = block;
     m_buckets = fresh;
     m_count = count;
+    m_pristine.store(true, std::memory_order_relaxed);
 }
 
 void TranspositionTable::clear() {
     const std::uint64_t threshold = get_threshold();
-    if (threshold >= m_count) return;
+    if (threshold >= m_count || m_pristine.load(std::memory_order_relaxed)) return;
     for (std::uint64_t i = threshold + 1; i < m_count; ++i)
         m_buckets[i].clear();
+    // Lent bytes below the threshold may be anything: only a table without them is clean now.
+    if (threshold == 0) m_pristine.store(true, std::memory_order_relaxed);
 }
 
 int TranspositionTable::hashfull(unsigned char date) const {

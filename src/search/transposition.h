@@ -137,7 +137,11 @@ class TranspositionTable {
                           std::memory_order_relaxed);
     }
     std::uint64_t get_threshold() const { return m_threshold.load(std::memory_order_relaxed); }
-    unsigned char *get_uchar_adress() { return reinterpret_cast<unsigned char *>(m_buckets); }
+    // The borrower writes the bytes: the table no longer counts as untouched.
+    unsigned char *get_uchar_adress() {
+        m_pristine.store(false, std::memory_order_relaxed);
+        return reinterpret_cast<unsigned char *>(m_buckets);
+    }
 
     bool enabled() const { return m_enabled; }
     void set_enabled(bool on) { m_enabled = on; }
@@ -152,6 +156,8 @@ class TranspositionTable {
         if (!m_enabled) return;
         const std::uint64_t index = r.get_key() & (m_count - 1);
         if (index <= get_threshold()) return;
+        // Read before written so that the flag's cache line stays shared between the search threads.
+        if (m_pristine.load(std::memory_order_relaxed)) m_pristine.store(false, std::memory_order_relaxed);
         m_buckets[index].write(r);
     }
 
@@ -162,10 +168,18 @@ class TranspositionTable {
     static constexpr std::uint64_t default_buckets = 2097152;
 
   private:
+    // Zeroed buckets, aligned to a cache line, from memory the system hands over already zeroed: a large
+    // table is not written at all until the search stores into it. Null when it cannot be had.
+    static Bucket *allocate(std::uint64_t count, void *&block);
+
     Bucket *m_buckets;
     std::uint64_t m_count;
     std::atomic<std::uint64_t> m_threshold;
     bool m_enabled;
+    void *m_block; // what allocate() obtained, for freeing
+    // True while every bucket is known to be zero (fresh memory, or cleared and not written since), so
+    // that a clear can skip the writing.
+    std::atomic<bool> m_pristine;
 };
 
 #endif

@@ -172,6 +172,26 @@ TEST(TranspositionTable, ThresholdBucketsAreNeverTouched) {
     EXPECT_FALSE(tt.read(probe));
 }
 
+TEST(TranspositionTable, AClearAfterAnyWriteLeavesEveryBucketEmpty) {
+    // A fresh or cleared table is known to be zero and a clear may skip it: every way of writing must end
+    // that, the table's own stores and bytes written through the lent address alike.
+    TranspositionTable tt;
+    tt.set_size(6);
+    unsigned char *bytes = tt.get_uchar_adress();
+    bytes[64 * 5 + 3] = 0x77;
+    tt.clear();
+    EXPECT_EQ(bytes[64 * 5 + 3], 0);
+    const TTrecord r = make(0x0102030405060708ULL, 1, 1, exact_value);
+    tt.write(r);
+    tt.clear();
+    tt.clear(); // nothing written since: still empty
+    TTrecord probe(r.get_key(), 0);
+    EXPECT_FALSE(tt.read(probe));
+    tt.set_size(64); // fresh memory, empty from the start
+    EXPECT_FALSE(tt.read(probe));
+    EXPECT_EQ(tt.hashfull(0), 1000);
+}
+
 TEST(TranspositionTable, HashfullCountsTheFirstThousandBuckets) {
     TranspositionTable tt;
     tt.set_size(6);
