@@ -28,14 +28,20 @@ struct PawnEntry {
 
 class PawnHashTable {
   public:
-    static constexpr int entries = 8192; // 2^13, direct-mapped, always replace; 512 KiB
+    // 2^11, direct-mapped, always replace; 128 KiB, which stays in the second-level cache of a small board
+    // beside the attack tables. In the bench searches it misses on 10.9% of the probes against 8.1% with
+    // four times the size (512 KiB): a few percent of the evaluations compute their pawn structure
+    // again, while every probe is more likely to hit the cache.
+    static constexpr int entries = 2048;
+    static constexpr int index_bits = 11;
+    static_assert(entries == 1 << index_bits, "the slot is the top index_bits bits of the hashed key");
 
     PawnHashTable();
 
     const PawnEntry &probe(std::uint64_t key, const BitBoard &white_pawns, const BitBoard &black_pawns) {
         // The pawn keys are sparse (few bits set), so the slot comes from the top bits of a multiplicative
         // hash rather than from the low bits.
-        PawnEntry &e = m_table[static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ULL) >> 51)];
+        PawnEntry &e = m_table[static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ULL) >> (64 - index_bits))];
         if (!e.valid || e.key != key) {
             ++m_misses;
             compute(e, white_pawns, black_pawns);
