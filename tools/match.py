@@ -45,7 +45,7 @@ def build_revision(rev):
     return binary
 
 
-def play(args, new, old, chess960, games, pgn):
+def play(args, new, old, chess960, games, pgn, workdir):
     """One run of the manager; returns its standard output."""
     if chess960:
         openings = ["-variant", "fischerandom", "-openings",
@@ -64,7 +64,8 @@ def play(args, new, old, chess960, games, pgn):
         command += ["-sprt", "elo0=0", "elo1=5", "alpha=0.05", "beta=0.05"]
     print("match: %d %sgames at %s, new %s against old %s" % (games, "Chess960 " if chess960 else "", args.tc,
                                                             new, old), flush=True)
-    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    # The manager leaves its state (config.json) in its working directory: a scratch one.
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, cwd=workdir)
     return result.stdout
 
 
@@ -143,7 +144,7 @@ def main():
             if games == 0:
                 continue
             pgn = os.path.join(tmp, "games.pgn")
-            output = play(args, new, old, chess960, games, pgn)
+            output = play(args, new, old, chess960, games, pgn, tmp)
             sprt = [l for l in output.splitlines() if l.startswith(("LLR", "Elo:", "SPRT"))]
             for line in sprt[-3:]:
                 print("  " + line)
