@@ -185,7 +185,7 @@ TEST_F(BookFile, WeightsDriveTheChoiceOverManyDraws) {
                                               record(9, bk(10, 18), 6)};
     const double share[3] = {2 / 10.0, 3 / 10.0, 5 / 10.0};
     int counts[3] = {0, 0, 0};
-    const int batches = 15, draws = 200;
+    const int batches = 60, draws = 200;
     for (int b = 0; b < batches; ++b) {
         // A fresh book each batch: the time since opening stays far below the 2^31 ns at which the draw
         // turns negative and always picks the first record.
