@@ -1,5 +1,5 @@
-"""Options judged by their effect, the engine's own commands (bench, usermove, testpos, eval), the Debug log
-files, the command line, and where the opening book is looked for."""
+"""The engine's own commands (bench, usermove, testpos, eval), the Debug log files, the command line, and
+where the opening book is looked for."""
 import glob
 import os
 import re
@@ -14,94 +14,6 @@ from uci_driver import Engine, main
 
 START_KEY = 0x463B96181691FC9C
 KNIGHTS_OUT_AND_BACK_KEY = 0x1DD5A2EDBB6BBD0A  # after 1.Nf3 Nf6 2.Ng1, black to move
-
-
-def last_depth_lines(lines):
-    """The info lines of the last report: from its first variation (no multipv field, or multipv 1) on."""
-    infos = [l for l in lines if l.startswith("info depth ")]
-    first = max(i for i, l in enumerate(infos) if " multipv " not in l or " multipv 1 " in l)
-    return infos[first:]
-
-
-def threads_of(engine):
-    return len(os.listdir("/proc/%d/task" % engine.proc.pid))
-
-
-def test_spin_options_at_and_beyond_their_bounds(binary):
-    e = Engine(binary)
-    e.isready()
-    base = threads_of(e)  # main, console reader, search
-    for value, helpers in (("0", 0), ("1", 0), ("2", 1), ("3", 1), ("1", 0), ("-1", 1), ("", 1), ("x", 1)):
-        e.send("setoption name Threads value %s" % value if value else "setoption name threads")
-        e.isready()
-        assert threads_of(e) == base + helpers, ("Threads", value, threads_of(e), base)
-    e.send("setoption name Threads value 1")
-
-    # MultiPV: 0 acts as 1 (no multipv field), values from 50 up as 50; a name in any case selects it.
-    crowded = "position fen 6rk/6pp/8/8/8/QQQQ4/8/K7 w - - 0 1"  # 70 legal moves
-    for value, lines in (("0", 1), ("1", 1), ("2", 2), ("256", 50), ("257", 50), ("49", 49)):
-        e.send("setoption name mUlTiPv value %s" % value)
-        e.send(crowded)
-        got = last_depth_lines(e.go("go depth %d" % (5 if lines == 1 else 2)))
-        numbers = [re.search(r" multipv (\d+) ", l) for l in got]
-        if lines == 1:
-            assert len(got) == 1 and numbers == [None], (value, got)
-        else:
-            assert [int(n.group(1)) for n in numbers] == list(range(1, lines + 1)), (value, len(got))
-    e.send("setoption name MultiPV")  # no value: unchanged
-    e.send("setoption name MultiPV value")
-    e.send(crowded)
-    assert len(last_depth_lines(e.go("go depth 2"))) == 49
-    assert e.quit() == 0
-
-    # UCI_Elo caps the depth of a weakened search (which then waits out its move time); below 1500 it
-    # plays as 1500, from 2200 up at full depth.
-    e = Engine(binary)
-    e.send("setoption name UCI_LimitStrength value true")
-    deepest = {elo: weakened_depth(e, elo) for elo in ("1499", "1500", "1600")}
-    assert deepest["1499"] == deepest["1500"] < deepest["1600"] < 6, deepest
-    e.send("setoption name UCI_LimitStrength value false")
-    e.send("position startpos")
-    assert last_depth_lines(e.go("go depth 6"))[0].startswith("info depth 6 ")
-    assert e.quit() == 0
-    for elo in ("2200", "2201"):
-        e = Engine(binary)
-        e.send("setoption name UCI_LimitStrength value true")
-        assert weakened_depth(e, elo) == 6, elo
-        assert e.quit() == 0
-
-
-def weakened_depth(e, elo):
-    e.send("setoption name UCI_Elo value %s" % elo)
-    e.send("position startpos")
-    lines = e.go("go depth 6 movetime 1000")
-    return max(int(l.split()[2]) for l in lines if l.startswith("info depth "))
-
-
-def hashfull_after_search(e):
-    e.send("ucinewgame")
-    e.send("position startpos")
-    lines = e.go("go depth 9", timeout=120)
-    return int([l for l in lines if l.startswith("info hashfull ")][-1].split()[2])
-
-
-def test_hash_sizes_change_how_full_the_table_gets(binary):
-    e = Engine(binary)
-    small = {}
-    for value in ("5", "6"):
-        e.send("setoption name HASH value %s" % value)
-        small[value] = hashfull_after_search(e)
-    for value in ("0", "-3", "x"):  # ignored: the 6 MB table stays
-        e.send("setoption name Hash value %s" % value)
-        assert hashfull_after_search(e) == small["6"], value
-    e.send("setoption name Hash value 4096")
-    big = hashfull_after_search(e)
-    assert small["5"] >= small["6"] > 4 * max(big, 1), (small, big)
-    e.send("setoption name Hash value 4097")
-    assert hashfull_after_search(e) <= big
-    e.send("setoption name Hash value 6")
-    assert hashfull_after_search(e) == small["6"]
-    assert e.quit() == 0
 
 
 BENCH_LINE = re.compile(r"^position: (.+)\t  depth=12  nps=\d+  nodes=(\d+)  time=[\d.e+-]+  ebf=[\d.e+-]+"
@@ -272,6 +184,5 @@ def test_book_places_in_order_and_the_young_game_rule(binary):
 
 
 if __name__ == "__main__":
-    main([test_spin_options_at_and_beyond_their_bounds, test_hash_sizes_change_how_full_the_table_gets,
-          test_bench_on_the_command_line_and_over_uci, test_usermove_testpos_and_eval,
+    main([test_bench_on_the_command_line_and_over_uci, test_usermove_testpos_and_eval,
           test_debug_writes_the_log_files, test_book_places_in_order_and_the_young_game_rule])
