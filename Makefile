@@ -92,10 +92,10 @@ install: engine
 	    echo "Debian's opening book is installed: 'make install LINK_GNUCHESS_BOOK=yes' links it as $(BOOKDIR)/Dravnik.bin"; \
 	fi
 
-# Removes what install put there; a book file of the user's own (not a link) and its folder stay.
+# Removes what install put there; a book of the user's own and its folder stay.
 uninstall:
 	rm -f $(GAMESDIR)/dravnik $(MAN6DIR)/dravnik.6
-	@if [ -L "$(BOOKDIR)/Dravnik.bin" ]; then rm -f "$(BOOKDIR)/Dravnik.bin"; fi
+	@if [ "$$(readlink "$(BOOKDIR)/Dravnik.bin")" = "$(GNUCHESS_BOOK)" ]; then rm -f "$(BOOKDIR)/Dravnik.bin"; fi
 	@rmdir $(BOOKDIR) 2>/dev/null || { [ ! -d $(BOOKDIR) ] || echo "kept $(BOOKDIR): it holds files of your own"; }
 
 # libFuzzer targets of tests/fuzz, each run for FUZZ_SECONDS; installs clang when it is missing.
