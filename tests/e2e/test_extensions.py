@@ -35,7 +35,7 @@ def bench_nodes(lines):
 
 def sanitized(binary):
     with open(binary, "rb") as f:
-        return b"AddressSanitizer" in f.read()
+        return b"__asan_init" in f.read()
 
 
 def test_bench_on_the_command_line_and_over_uci(binary):
