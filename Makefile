@@ -7,6 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match clean
+.PHONY: engine exe install uninstall fuzz
 
 all: release
 
@@ -50,3 +51,55 @@ match: release
 
 clean:
 	rm -rf build
+
+# The engine alone (no tests, so no GoogleTest needed): what `make install` and `make EXE=...` build.
+ENGINE_DIR := build/engine
+
+engine:
+	@$(CMAKE) -S . -B $(ENGINE_DIR) -DCMAKE_BUILD_TYPE=Release -DDRAVNIK_TESTS=OFF >/dev/null
+	@$(CMAKE) --build $(ENGINE_DIR) -j $(JOBS) --target dravnik
+
+# `make EXE=path` builds the optimised engine at that path, as engine-testing frameworks expect.
+ifdef EXE
+.DEFAULT_GOAL := exe
+endif
+exe: engine
+	@test -n "$(EXE)" || { echo "exe: say where, e.g. make EXE=dravnik-dev"; exit 1; }
+	@mkdir -p $(dir $(EXE))
+	cp $(ENGINE_DIR)/dravnik $(EXE)
+
+# Debian's layout for games: the binary in games/, the manual page in section 6, the book folder beside
+# the binary. LINK_GNUCHESS_BOOK=yes links the book of Debian's gnuchess-book as Dravnik.bin.
+PREFIX ?= /usr/local
+DESTDIR ?=
+GAMESDIR = $(DESTDIR)$(PREFIX)/games
+MAN6DIR = $(DESTDIR)$(PREFIX)/share/man/man6
+BOOKDIR = $(GAMESDIR)/dravnik.files
+GNUCHESS_BOOK ?= /usr/share/games/gnuchess/book.bin
+LINK_GNUCHESS_BOOK ?= no
+
+install: engine
+	install -d $(GAMESDIR) $(MAN6DIR) $(BOOKDIR)
+	install -m 755 $(ENGINE_DIR)/dravnik $(GAMESDIR)/dravnik
+	install -m 644 doc/dravnik.6 $(MAN6DIR)/dravnik.6
+	@if [ "$(LINK_GNUCHESS_BOOK)" = yes ]; then \
+	    if [ -f "$(GNUCHESS_BOOK)" ]; then \
+	        ln -sfn "$(GNUCHESS_BOOK)" "$(BOOKDIR)/Dravnik.bin" && \
+	        echo "linked $(BOOKDIR)/Dravnik.bin -> $(GNUCHESS_BOOK)"; \
+	    else \
+	        echo "LINK_GNUCHESS_BOOK=yes, but $(GNUCHESS_BOOK) is missing (apt-get install gnuchess-book): no book linked"; \
+	    fi; \
+	elif [ -f "$(GNUCHESS_BOOK)" ] && [ ! -e "$(BOOKDIR)/Dravnik.bin" ]; then \
+	    echo "Debian's opening book is installed: 'make install LINK_GNUCHESS_BOOK=yes' links it as $(BOOKDIR)/Dravnik.bin"; \
+	fi
+
+# Removes what install put there; a book of the user's own and its folder stay.
+uninstall:
+	rm -f $(GAMESDIR)/dravnik $(MAN6DIR)/dravnik.6
+	@if [ "$$(readlink "$(BOOKDIR)/Dravnik.bin")" = "$(GNUCHESS_BOOK)" ]; then rm -f "$(BOOKDIR)/Dravnik.bin"; fi
+	@rmdir $(BOOKDIR) 2>/dev/null || { [ ! -d $(BOOKDIR) ] || echo "kept $(BOOKDIR): it holds files of your own"; }
+
+# libFuzzer targets of tests/fuzz, each run for FUZZ_SECONDS; installs clang when it is missing.
+FUZZ_SECONDS ?= 60
+fuzz:
+	FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) ./tools/fuzz.sh

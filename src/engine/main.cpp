@@ -5,6 +5,7 @@
 #include <iostream>
 #include <thread>
 
+#include "engine/command_line.h"
 #include "engine/communicator.h"
 #include "engine/console_input.h"
 #include "engine/engine.h"
@@ -46,7 +47,8 @@ void write_queued(Communicator &engine_side) {
 }
 } // namespace
 
-int main() {
+int main(int argc, char **argv) {
+    if (argc > 1) return run_command_line(argc, argv, std::cerr);
     std::ofstream engine_log;
     Communicator engine_side;
     Communicator console_side;
