@@ -351,6 +351,13 @@ void ChessPosition::fen(const std::string &text) {
     if (field[3][0] >= 'a' && field[3][0] <= 'h') {
         const int file = field[3][0] - 'a';
         ep = Square(field[3].size() > 1 && field[3][1] == '3' ? 16 + file : 40 + file);
+        // Without the pawn that has just passed over it the square is garbage: taken as written, a pawn
+        // would capture one that is not there and leave the board corrupt.
+        const bool white = m_stm == 1;
+        const int passed = ep.id() + (white ? -8 : 8), origin = ep.id() + (white ? 8 : -8);
+        const bool double_step = ep.rank_number() == (white ? 5 : 2) && m_board[ep.id()] == 0 &&
+                                 m_board[origin] == 0 && m_board[passed] == (white ? bpawn : wpawn);
+        if (!double_step) ep = Square();
     }
 
     unsigned long dfz = 0;

@@ -77,6 +77,9 @@ class Move {
     // Equality ignores the ordering class so that table and killer moves match generated ones.
     constexpr bool operator==(const Move &o) const { return ((m_word ^ o.m_word) & 0xFFFFFF) == 0; }
     constexpr bool operator!=(const Move &o) const { return !(*this == o); }
+    // The same squares and kind of move, whatever the check flag: a move read from text, which carries no
+    // check flag, against a generated one.
+    constexpr bool same_move(const Move &o) const { return ((m_word ^ o.m_word) & 0x7FFF) == 0; }
     constexpr bool operator<(const Move &o) const { return m_word < o.m_word; }
 
     std::string algebraic(bool chess960 = false) const;

@@ -136,7 +136,7 @@ void Engine::cmd_usermove(std::istringstream &words) {
     std::string text;
     if (!(words >> text)) throw std::logic_error("usermove: a move is needed");
     if (m_analysis.get_status() == 1) cmd_stop();
-    m_position.make_move(m_position.convert_to_move(text));
+    m_position.make_move(legal_move(text));
     m_position_words.clear(); // the last "position" command no longer describes the position
     m_analysis.init(m_position);
     reset_limits();
@@ -184,9 +184,19 @@ std::size_t Engine::moves_beyond(const std::vector<std::string> &before, const s
     return now[before.size()] == "moves" ? before.size() + 1 : 0;
 }
 
+Move Engine::legal_move(const std::string &text) {
+    // Move texts from the GUI are checked: an illegal one made as it stands could corrupt the board.
+    const Move m = m_position.convert_to_move(text);
+    MoveList legal;
+    m_generator.generate_moves(m_position, legal);
+    for (const Move &l : legal)
+        if (l.same_move(m)) return l;
+    throw std::logic_error("not a legal move here: " + text);
+}
+
 void Engine::make_listed_move(const std::string &text) {
     try {
-        m_position.make_move(m_position.convert_to_move(text));
+        m_position.make_move(legal_move(text));
     } catch (const std::logic_error &e) {
         m_position_words.clear(); // the line was not taken whole: parse the next one in full
         throw std::logic_error(std::string("moves list stopped: ") + e.what());
@@ -260,7 +270,7 @@ void Engine::cmd_go(std::istringstream &words) {
         if (bk.id() != 0) {
             const Move m = bk(m_position);
             for (const Move &l : legal)
-                if (l == m) { // a book move is played only when it is legal here
+                if (l.same_move(m)) { // a book move is played only when it is legal here
                     send("bestmove " + m.algebraic(m_chess960));
                     return;
                 }

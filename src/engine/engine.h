@@ -47,6 +47,8 @@ class Engine {
     // 0 otherwise.
     static std::size_t moves_beyond(const std::vector<std::string> &before, const std::vector<std::string> &now);
     void make_listed_move(const std::string &text);
+    // The move a text names in the current position; a logic error unless it is legal there.
+    Move legal_move(const std::string &text);
     void reset_limits();
     void start_search(const GoCommand &go);
     void stop_helper();

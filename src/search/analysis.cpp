@@ -174,7 +174,7 @@ void Analysis::select_searchmoves(MoveList &list) const {
     int n = 0;
     for (int i = 0; i < list.size(); ++i)
         for (const Move &m : m_searchmoves)
-            if (m == list[i]) {
+            if (m.same_move(list[i])) {
                 list[n++] = list[i];
                 break;
             }

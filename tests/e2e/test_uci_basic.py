@@ -78,6 +78,12 @@ def test_malformed_input_keeps_the_engine_serving(binary):
         e.isready()
     # The last good position stands: after the rejected lines the legal FEN above is kept.
     assert e.perft("position startpos", 2)[-1] == "Nodes searched: 400"
+    # An illegal move in a list stops it like an unreadable one: made as it stands it would corrupt the board.
+    lines = e.perft("position startpos moves e2e4 e1e3 e7e5", 1)
+    assert lines[-1] == "Nodes searched: 20" and any("e1e3" in l for l in lines), lines[-3:]
+    e.send("usermove e7e4")
+    e.send("go perft 1")
+    assert e.expect(lambda l: l.startswith("Nodes searched"))[-1] == "Nodes searched: 20"
     assert e.quit() == 0
 
 

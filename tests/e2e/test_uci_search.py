@@ -94,6 +94,9 @@ def test_mate_score_and_searchmoves(binary):
     e.send("position startpos")
     lines = e.go("go depth 3 searchmoves a2a3 h2h3")
     assert bestmove(lines) in ("a2a3", "h2h3")
+    # A move text carries no check flag: a checking move still matches its generated twin.
+    e.send("position fen 4k3/8/8/8/8/8/8/R3K3 w - - 0 1")
+    assert bestmove(e.go("go depth 4 searchmoves a1a8")) == "a1a8"
     e.send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 b - - 0 1")
     lines = e.go("go depth 4")
     assert bestmove(lines) != "0000"
