@@ -71,11 +71,11 @@ TEST(PositionFen, RoundTripsAndCastlingForms) {
     EXPECT_EQ(p.castlingrights(), 0x0002);
     p.fen("4k3/8/8/8/8/8/8/4K2R w Q - 0 1"); // "Q" scans a1..f1: nothing, g-file
     EXPECT_EQ(p.castlingrights(), 0x0040);
-    p.fen("4k3/8/8/8/8/8/8/4K3 w - e5");
+    p.fen("4k3/8/8/4p3/8/8/8/4K3 w - e5");
     EXPECT_EQ(p.ep().id(), 44); // any second character but '3' means rank 6
     EXPECT_EQ(p.get_dfz(), 0);
     EXPECT_EQ(p.move_number(), 1);
-    p.fen("4k3/8/8/8/8/8/8/4K3 w - e3 x abc");
+    p.fen("4k3/8/8/8/4P3/8/8/4K3 b - e3 x abc");
     EXPECT_EQ(p.ep().id(), 20);
     EXPECT_EQ(p.move_number(), 1);
 }
