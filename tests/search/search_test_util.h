@@ -43,6 +43,17 @@ struct Search {
         a->iterative_search();
         return a->eval();
     }
+    // A move in coordinate notation on the search's current position, as the generator makes it.
+    Move move(const std::string &text) {
+        MoveGenerator gen(tables());
+        MoveList list;
+        gen.generate_moves(a->position(), list);
+        for (const Move &m : list)
+            if (m.algebraic() == text) return m;
+        return Move();
+    }
+    // Makes a move through the search, so that its ply and path count it.
+    void play(const std::string &text) { a->make_move(move(text)); }
 };
 
 #endif
