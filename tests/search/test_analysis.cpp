@@ -107,4 +107,3 @@ TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
     EXPECT_GE(ending.a->get_iteration(), 20);
     EXPECT_LE(ending.a->pv().size(), PrincipalVariation::capacity);
 }
-
