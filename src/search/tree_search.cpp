@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 
+#include "search/pruning.h"
 #include "search/search_constants.h"
 
 namespace {
@@ -229,11 +230,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         // The hash move, searched before the loop, takes no place in the count that pruning reads.
         const int index = hash_passed ? i - 1 : i;
         if (!in_check && is_quiet(m) && !m.check()) {
-            if (m_ply >= 5 && ((depth <= 2 && index >= 7) || ((depth == 3 || depth == 4) && index >= 11)))
-                continue;
-            if ((depth == 1 && s < alpha - 99) || (depth == 2 && s < alpha - 499) ||
-                (depth == 3 && s < alpha - 899))
-                continue;
+            if (late_move_pruned(m_ply, depth, index)) continue;
+            if (futile(depth, s, alpha)) continue;
         }
         const int e = extend(list, m);
         int r = 0;

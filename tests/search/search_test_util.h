@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "search/analysis.h"
@@ -50,7 +51,7 @@ struct Search {
         gen.generate_moves(a->position(), list);
         for (const Move &m : list)
             if (m.algebraic() == text) return m;
-        return Move();
+        throw std::invalid_argument("no legal move " + text);
     }
     // Makes a move through the search, so that its ply and path count it.
     void play(const std::string &text) { a->make_move(move(text)); }
