@@ -117,6 +117,8 @@ class Analysis {
     bool is_legal(const TTmove &m) const;
     void localsort(MoveList &list, int depth, bool pv, const Move &hashmove);
     ChessPosition &position() { return m_pos; }
+    void make_move(const Move &m); // a null Move() is the null move
+    void unmake_move();
 
   private:
     // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
@@ -133,8 +135,6 @@ class Analysis {
     bool out_of_time();
     // Whether a game-clock search should not begin its next iteration.
     bool soft_limit_reached(bool resolved, int stable);
-    void make_move(const Move &m);
-    void unmake_move();
     void put_in_tt(bound_t bound, int draft, int score, const Move &move);
     Move probe_move(int &score, int &draft, bound_t &bound, bool &hit);
     void learn(const MoveList &list, int searched, const Move &cut, int depth);

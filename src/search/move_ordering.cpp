@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "eval/evalbits.h"
 #include "search/analysis.h"
 #include "search/search_constants.h"
 
@@ -105,12 +106,7 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
         offer(hist, hist_v, 3, m, m_history.value(m));
     }
     const Move killer_a = m_killer.get_killerA(m_ply), killer_b = m_killer.get_killerB(m_ply);
-    const int c = m_pos.white_to_move() ? 0 : 8;
-    const std::uint64_t enemy_pawns = m_pos.pieces(bpawn - c).value();
-    const std::uint64_t pawn_attacked =
-        m_pos.white_to_move()
-            ? ((enemy_pawns >> 7) & not_h_file.value()) | ((enemy_pawns >> 9) & not_a_file.value())
-            : ((enemy_pawns << 7) & not_a_file.value()) | ((enemy_pawns << 9) & not_h_file.value());
+    const std::uint64_t pawn_attacked = pawn_attacked_squares(m_pos).value();
     for (Move &m : list) {
         xmove_t x;
         if (hashmove.word() && m == hashmove) {
@@ -151,6 +147,11 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
         }
     }
     sort_by_class(list);
+}
+
+BitBoard pawn_attacked_squares(const ChessPosition &pos) {
+    return pos.white_to_move() ? evalbits::pawn_attacks<0>(pos.pieces(bpawn).value())
+                               : evalbits::pawn_attacks<1>(pos.pieces(wpawn).value());
 }
 
 void sort_by_class(MoveList &list) {

@@ -91,4 +91,8 @@ class LmrTable {
 // Orders a list by ordering class, lowest first.
 void sort_by_class(MoveList &list);
 
+class ChessPosition;
+// The squares the opponent's pawns attack: quiet piece moves onto them are ordered late.
+BitBoard pawn_attacked_squares(const ChessPosition &pos);
+
 #endif

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 
+#include "search/pruning.h"
 #include "search/search_constants.h"
 
 namespace {
@@ -199,11 +200,13 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     // The table is shared without locks: its move is used only when the generator produces it too.
     MoveList list(m_moves[m_ply]);
     m_gen.serialize_moves(m_pos, table, list);
+    if (list.size() == 0) return in_check ? m_ply - mate : 0;
     Move hashmove;
     for (const Move &m : list)
         if (m == probed) hashmove = m;
     if (hashmove.word()) {
-        const int e = extend(MoveList(nullptr), hashmove); // an empty list: not the "only move" case
+        // Searched before the others are ordered: a cut here saves the sort.
+        const int e = extend(list, hashmove);
         make_move(hashmove);
         const int v = -nullwindow_search(depth - 1 + e, -beta, -alpha);
         unmake_move();
@@ -213,23 +216,27 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
             return beta;
         }
     }
-    if (list.size() == 0) return in_check ? m_ply - mate : 0;
 
     localsort(list, depth, false, Move());
     int searched = 0;
+    bool hash_passed = false;
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
-        if (hashmove.word() && m == hashmove) continue;
+        if (hashmove.word() && m == hashmove) {
+            hash_passed = true;
+            list[searched++] = m; // tried already: it shares the blame if a later move cuts
+            continue;
+        }
+        // The hash move, searched before the loop, takes no place in the count that pruning reads.
+        const int index = hash_passed ? i - 1 : i;
         if (!in_check && is_quiet(m) && !m.check()) {
-            if (m_ply >= 5 && ((depth <= 2 && i >= 7) || ((depth == 3 || depth == 4) && i >= 11))) continue;
-            if ((depth == 1 && s < alpha - 99) || (depth == 2 && s < alpha - 499) ||
-                (depth == 3 && s < alpha - 899))
-                continue;
+            if (late_move_pruned(m_ply, depth, index)) continue;
+            if (futile(depth, s, alpha)) continue;
         }
         const int e = extend(list, m);
         int r = 0;
         if (!(e != 0 || in_check || m.xcode() == good_capture || m.xcode() == killer || m.check()))
-            r = m_lmr.value(depth, i);
+            r = m_lmr.value(depth, index);
         make_move(m);
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);
         if (r != 0 && v >= beta) v = -nullwindow_search(depth - 1, -beta, -alpha);

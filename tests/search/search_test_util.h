@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "search/analysis.h"
@@ -43,6 +44,17 @@ struct Search {
         a->iterative_search();
         return a->eval();
     }
+    // A move in coordinate notation on the search's current position, as the generator makes it.
+    Move move(const std::string &text) {
+        MoveGenerator gen(tables());
+        MoveList list;
+        gen.generate_moves(a->position(), list);
+        for (const Move &m : list)
+            if (m.algebraic() == text) return m;
+        throw std::invalid_argument("no legal move " + text);
+    }
+    // Makes a move through the search, so that its ply and path count it.
+    void play(const std::string &text) { a->make_move(move(text)); }
 };
 
 #endif

@@ -82,9 +82,30 @@ TEST(Analysis, StaticExchange) {
 }
 
 TEST(Analysis, NullMoveRulesAndEloTable) {
-    Search knights_only("4k3/8/8/8/8/8/3PPP2/1N2K1N1 w - - 0 1 moves e1d1 e8d8");
-    EXPECT_FALSE(knights_only.a->nullmove_allowed()); // ply 0 anyway; knights never allow it
-    Analysis &a = *knights_only.a;
+    // White to move after a move of black's, that is at ply 1, unless it is the root.
+    struct Case {
+        const char *fen, *black_move;
+        bool allowed;
+    } cases[] = {
+        {"3qk3/8/8/8/8/8/3PPP2/1N2K1N1 b - - 0 1", "d8d7", false}, // knights; black's queen is not white's
+        {"4k3/8/8/8/8/8/3PPP2/1N2KBN1 b - - 0 1", "e8d8", true},   // a bishop
+        {"4k3/8/8/8/8/8/3PPP2/1N2K1NR b - - 0 1", "e8d8", true},   // a rook
+        {"4k3/8/8/8/8/8/3PPP2/1N1QK1N1 b - - 0 1", "e8d8", true},  // a queen
+        {"4k3/8/8/8/8/8/3PPP2/1N2K1NR b - - 0 1 moves e8d8", "", false}, // the root
+        {"4k3/8/8/8/8/8/3PPP2/1N2K1NR b - - 0 1", "0000", false},        // after black's null move
+        {"1r2k3/8/8/8/8/8/5PPP/4K2R b - - 0 1", "b8b1", false},          // in check
+    };
+    for (const Case &c : cases) {
+        Search s(c.fen);
+        if (std::string(c.black_move) == "0000")
+            s.a->make_move(Move());
+        else if (*c.black_move)
+            s.play(c.black_move);
+        EXPECT_EQ(s.a->nullmove_allowed(), c.allowed) << c.fen << " " << c.black_move;
+    }
+
+    Search elo("startpos");
+    Analysis &a = *elo.a;
     a.set_uci_limitstrength(true);
     a.set_uci_elo(1650);
     EXPECT_EQ(a.elo_depth(), 4);
@@ -107,4 +128,3 @@ TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
     EXPECT_GE(ending.a->get_iteration(), 20);
     EXPECT_LE(ending.a->pv().size(), PrincipalVariation::capacity);
 }
-

@@ -1,10 +1,30 @@
+// Move ordering: the learning tables, the reduction table and the classes that localsort gives.
 #include <gtest/gtest.h>
 
 #include "search/move_ordering.h"
+#include "search_test_util.h"
 
 namespace {
 Move quiet(int from, int to, piece_t piece) {
     return Move(Square(from), Square(to), normal_move, piece, no_piece_t);
+}
+
+BitBoard squares(std::initializer_list<const char *> names) {
+    BitBoard b;
+    for (const char *n : names)
+        b = b | Square(std::string(n)).bitboard();
+    return b;
+}
+
+// The class localsort gives a move among all legal moves of the position (shallow: no mate probe).
+int class_of(Search &s, const std::string &text) {
+    MoveGenerator gen(tables());
+    MoveList list;
+    gen.generate_moves(s.a->position(), list);
+    s.a->localsort(list, 1, false, Move());
+    for (const Move &m : list)
+        if (m.algebraic() == text) return m.xcode();
+    return -1;
 }
 } // namespace
 
@@ -86,4 +106,22 @@ TEST(HistoryTables, CountersAreIndependentAndDivideTowardsMinusInfinity) {
     EXPECT_EQ(copy.value(a, b), -17);
     cm.clear();
     EXPECT_EQ(cm.value(last, last), 0);
+}
+
+TEST(MoveClasses, SquaresAttackedByEnemyPawnsDoNotWrapAroundTheBoard) {
+    // Pawns on the edge files and next to them, where a shift by 7 or 9 crosses to the other edge.
+    Search white_to_move("4k3/8/8/pp4pp/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(pawn_attacked_squares(white_to_move.a->position()).value(),
+              squares({"a4", "b4", "c4", "f4", "g4", "h4"}).value());
+    Search black_to_move("4k3/8/8/8/PP4PP/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(pawn_attacked_squares(black_to_move.a->position()).value(),
+              squares({"a5", "b5", "c5", "f5", "g5", "h5"}).value());
+
+    // A knight onto a square a pawn attacks is a bad move; onto one it only seems to attack, a normal one.
+    Search white("4k3/8/8/pp6/8/2N5/8/4K1N1 w - - 0 1");
+    EXPECT_EQ(class_of(white, "c3a4"), bad_move);
+    EXPECT_EQ(class_of(white, "g1h3"), xnormal_move); // a5 attacks b4 only
+    Search black("1n2k3/8/5n2/8/6PP/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(class_of(black, "f6h5"), bad_move);
+    EXPECT_EQ(class_of(black, "b8a6"), xnormal_move); // h4 attacks g5 only
 }

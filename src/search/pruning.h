@@ -1,0 +1,19 @@
+// The pruning rules of the null-window search near the leaves. Both apply only to a plain move that
+// captures nothing and gives no check, with the side to move not in check.
+#ifndef DRAVNIK_SEARCH_PRUNING_H
+#define DRAVNIK_SEARCH_PRUNING_H
+
+// Move-count pruning: far enough from the root, the late quiet moves of a node near the leaves are
+// not searched. The index counts the node's ordered moves from 0.
+constexpr bool late_move_pruned(int ply, int depth, int index) {
+    return ply >= 5 && ((depth <= 2 && index >= 7) || ((depth == 3 || depth == 4) && index >= 11));
+}
+
+// Futility pruning: with this little depth left, a quiet move does not lift a static score so far
+// below alpha back above it.
+constexpr bool futile(int depth, int static_score, int alpha) {
+    return (depth == 1 && static_score < alpha - 99) || (depth == 2 && static_score < alpha - 499) ||
+           (depth == 3 && static_score < alpha - 899);
+}
+
+#endif

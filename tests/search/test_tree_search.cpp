@@ -1,0 +1,141 @@
+// The node searches' own rules: the hash move in the null-window search, the null-move conditions,
+// extensions and the pruning gates near the leaves.
+#include <gtest/gtest.h>
+
+#include "search/pruning.h"
+#include "search_test_util.h"
+
+namespace {
+void store_hash_move(Search &s, const Move &m) {
+    TTrecord r;
+    r.set_key(s.a->position().key());
+    r.set_bound(upperbound);
+    r.set_move(TTmove(m));
+    tables().tt().write(r); // draft 0: it orders, it never cuts
+}
+
+// Kings and pawns five plies from the root, white to move: eighteen quiet moves, and no capture and no
+// check for either side.
+Search pawns_at_ply_5() {
+    Search s("4k3/pppppppp/8/8/8/8/PPPPPPPP/4K3 b - - 0 1");
+    for (const char *m : {"a7a6", "h2h3", "h7h6", "a2a3", "b7b6"})
+        s.play(m);
+    return s;
+}
+
+// The move localsort puts first in a null-window node of this position.
+Move first_in_order(Search &s, int depth) {
+    MoveGenerator gen(tables());
+    MoveList list;
+    gen.generate_moves(s.a->position(), list);
+    s.a->localsort(list, depth, false, Move());
+    return list[0];
+}
+} // namespace
+
+TEST(HashMoveInNullWindow, LaterMovesKeepTheirIndexAndASingleReplyIsExtended) {
+    // Every move is searched with a window it cannot reach, so each one costs exactly one node and the
+    // count says how many late-move pruning left.
+    for (bool from_table : {false, true}) {
+        Search pawns = pawns_at_ply_5();
+        // With the first of them from the table, it goes first and the seven that follow it are searched.
+        if (from_table) store_hash_move(pawns, first_in_order(pawns, 1));
+        const int alpha = pawns.a->static_eval() + 90; // out of reach, yet not futile at depth 1
+        EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha);
+        EXPECT_EQ(pawns.a->get_node_count(), from_table ? 1u + 1u + 7u : 1u + 7u);
+    }
+
+    // In check with one reply: it is extended, from the table as from the list, and so its reply is
+    // searched at full width one ply further down.
+    for (bool from_table : {false, true}) {
+        Search check("4k3/8/8/8/8/7P/6P1/r6K w - - 0 1");
+        if (from_table) store_hash_move(check, check.move("h1h2"));
+        check.a->nullwindow_search(1, -100, -99);
+        EXPECT_EQ(check.a->get_seldepth(), 2) << from_table;
+    }
+}
+
+TEST(Extensions, EachKindOfMoveThatIsExtended) {
+    // Checks: a safe one is extended, one that loses the rook to a pawn is not.
+    Search checks("4k3/8/3p4/R7/8/8/8/4K3 w - - 0 1");
+    MoveList none;
+    EXPECT_EQ(checks.a->extend(none, checks.move("a5a8")), 1);
+    EXPECT_EQ(checks.a->extend(none, checks.move("a5e5")), 0);
+    const Move quiet = checks.move("a5a6");
+    EXPECT_EQ(checks.a->extend(none, quiet), 0);
+    // A move the mate-threat probe marked.
+    Move threat = quiet;
+    threat.xcode(mate_attack);
+    EXPECT_EQ(checks.a->extend(none, threat), 1);
+
+    // The only legal reply, and the same move in a longer list.
+    Search single("4k3/8/8/8/8/7P/6P1/r6K w - - 0 1");
+    MoveList list;
+    list.push_back(single.move("h1h2"));
+    EXPECT_EQ(single.a->extend(list, list[0]), 1);
+    list.push_back(list[0]);
+    EXPECT_EQ(single.a->extend(list, list[0]), 0);
+
+    // Pawns, with too much material on the board for the passed-pawn rule: a white pawn onto the eighth
+    // rank and a black one onto the third are extended; the white one onto the seventh and the black
+    // promotion are not (the two rules are not mirror images).
+    Search white_pawns("3q3k/P7/4P3/8/8/8/8/R3K1R1 w - - 0 1");
+    EXPECT_EQ(white_pawns.a->extend(none, white_pawns.move("a7a8q")), 1);
+    EXPECT_EQ(white_pawns.a->extend(none, white_pawns.move("e6e7")), 0);
+    Search black_pawns("r3k1r1/8/8/8/2p5/8/3p3K/Q7 b - - 0 1");
+    EXPECT_EQ(black_pawns.a->extend(none, black_pawns.move("c4c3")), 1);
+    EXPECT_EQ(black_pawns.a->extend(none, black_pawns.move("d2d1q")), 0);
+}
+
+TEST(Extensions, RecapturesOnAPassedPawnsSquareAndPassedPawnsInTheEnding) {
+    // Black takes white's passed pawn on d5; a checking recapture is extended by 2 and a quiet one by 1
+    // when the last evaluation still had the passed pawn there, else by 1 and 0.
+    for (bool passed_before : {true, false}) {
+        Search s("r5k1/6pp/5n2/3P4/8/8/Q4PPP/3R2K1 b - - 0 1");
+        if (passed_before) s.a->static_eval();
+        s.play("f6d5");
+        if (!passed_before) s.a->static_eval();
+        MoveList none;
+        EXPECT_EQ(s.a->extend(none, s.move("a2d5")), passed_before ? 2 : 1);
+        EXPECT_EQ(s.a->extend(none, s.move("d1d5")), passed_before ? 1 : 0);
+    }
+
+    // With at most a rook and a knight on the board, a passed pawn's move is extended; a blocked pawn's
+    // is not, nor the passed pawn's with a queen more.
+    Search ending("1n2k3/6p1/8/3P4/8/8/6P1/R3K3 w - - 0 1");
+    ending.a->static_eval();
+    MoveList none;
+    EXPECT_EQ(ending.a->extend(none, ending.move("d5d6")), 1);
+    EXPECT_EQ(ending.a->extend(none, ending.move("g2g3")), 0);
+    Search middlegame("1n1qk3/6p1/8/3P4/8/8/6P1/R3K3 w - - 0 1");
+    middlegame.a->static_eval();
+    EXPECT_EQ(middlegame.a->extend(none, middlegame.move("d5d6")), 0);
+}
+
+TEST(Pruning, GatesAtTheirDepthsAndIndices) {
+    // Move-count pruning from ply 5: indices from 7 at depth 1 and 2, from 11 at depth 3 and 4.
+    EXPECT_FALSE(late_move_pruned(4, 1, 50));
+    for (int depth : {1, 2}) {
+        EXPECT_FALSE(late_move_pruned(5, depth, 6));
+        EXPECT_TRUE(late_move_pruned(5, depth, 7));
+    }
+    for (int depth : {3, 4}) {
+        EXPECT_FALSE(late_move_pruned(5, depth, 10));
+        EXPECT_TRUE(late_move_pruned(5, depth, 11));
+    }
+    EXPECT_FALSE(late_move_pruned(5, 5, 200));
+    // Futility: margins 99, 499 and 899 at depths 1, 2 and 3; none beyond.
+    const int margins[] = {99, 499, 899};
+    for (int depth = 1; depth <= 3; ++depth) {
+        EXPECT_FALSE(futile(depth, -margins[depth - 1], 0));
+        EXPECT_TRUE(futile(depth, -margins[depth - 1] - 1, 0));
+    }
+    EXPECT_FALSE(futile(4, -30000, 0));
+
+    // The null-window search applies futility: a static score 100 below alpha at depth 1 leaves only
+    // the node itself, as every move is quiet.
+    Search pawns = pawns_at_ply_5();
+    const int alpha = pawns.a->static_eval() + 100;
+    EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha);
+    EXPECT_EQ(pawns.a->get_node_count(), 1u);
+}
