@@ -37,11 +37,14 @@ struct Popcount16Table {
 
 class BitBoard;
 
-// Arithmetic population count for the hot loops: no instruction assumed and no 64 KiB table to pull
-// through the cache. A 64-bit processor counts the whole word at once; a 32-bit one counts the two halves
-// side by side, since each 64-bit step would cost it two instructions.
+// Population count for the hot loops: the processor's instruction where the build enables it (x86 with
+// -mpopcnt); otherwise arithmetic, with no 64 KiB table to pull through the cache. A 64-bit processor
+// counts the whole word at once; a 32-bit one counts the two halves side by side, since each 64-bit step
+// would cost it two instructions.
 inline int bit_count(std::uint64_t b) {
-#if UINTPTR_MAX > 0xFFFFFFFFu
+#if defined(__POPCNT__)
+    return __builtin_popcountll(b);
+#elif UINTPTR_MAX > 0xFFFFFFFFu
     b = b - ((b >> 1) & 0x5555555555555555ULL);
     b = (b & 0x3333333333333333ULL) + ((b >> 2) & 0x3333333333333333ULL);
     b = (b + (b >> 4)) & 0x0F0F0F0F0F0F0F0FULL;
