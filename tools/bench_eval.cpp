@@ -30,13 +30,13 @@ double pass(const std::vector<ChessPosition> &set, ChessPosition &cur, Evaluatio
     for (const ChessPosition &p : set) {
         cur = p;
         e.init();
-        if (eval) sink += static_cast<std::uint64_t>(e.static_eval());
+        if (eval) sink += static_cast<std::uint64_t>(e.full_eval());
     }
     return seconds_since(t0);
 }
 
 std::uint64_t tree(ChessPosition &pos, Evaluation &e, MoveGenerator &gen, int depth, bool eval) {
-    if (eval) sink += static_cast<std::uint64_t>(e.static_eval());
+    if (eval) sink += static_cast<std::uint64_t>(e.full_eval());
     if (depth == 0) return 1;
     MoveList list;
     gen.generate_moves(pos, list);

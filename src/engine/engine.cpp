@@ -128,7 +128,7 @@ void Engine::cmd_ucinewgame() {
 void Engine::cmd_eval() {
     // An evaluation of its own: the search's may be in use on the search thread.
     Evaluation evaluation(m_position, m_tables);
-    evaluation.static_eval();
+    evaluation.full_eval();
     std::cout << evaluation.report() << std::flush;
 }
 

@@ -58,7 +58,7 @@ enum ks_t : int {
 } // namespace
 
 Evaluation::Evaluation(const ChessPosition &pos, const BoardTables &tables)
-    : m_position(pos), m_mobility(tables.attacks()), m_variables(m_weight.mg().size(), 0.0f),
+    : m_position(pos), m_cache(new CachedEval[cache_mask + 1]()), m_mobility(tables.attacks()), m_variables(m_weight.mg().size(), 0.0f),
       m_logging(false), m_evaluations(0), m_mg_factor(1.0f), m_eg_factor(0.0f), m_last_score(0.0f) {
     init();
 }
@@ -280,6 +280,34 @@ void Evaluation::compute_opposite_colored_bishops() {
 }
 
 int Evaluation::static_eval() {
+    const std::uint64_t key = m_position.key();
+    CachedEval &e = m_cache[key & cache_mask];
+    if (e.key == key) {
+        ++m_evaluations;
+        m_last_score = e.score;
+        m_passed[1] = e.passed[1];
+        m_passed[0] = e.passed[0];
+        if (m_logging && m_log.is_open()) m_log << m_position.fen() << " : " << m_last_score << "\n";
+        return for_side_to_move();
+    }
+    compute();
+    e.key = key;
+    e.score = m_last_score;
+    e.passed[1] = m_passed[1];
+    e.passed[0] = m_passed[0];
+    return for_side_to_move();
+}
+
+int Evaluation::full_eval() {
+    compute();
+    return for_side_to_move();
+}
+
+int Evaluation::for_side_to_move() const {
+    return static_cast<int>(m_position.white_to_move() ? m_last_score : -m_last_score);
+}
+
+float Evaluation::compute() {
     ++m_evaluations;
     float acc = 0.0f;
     compute_phase();
@@ -306,10 +334,11 @@ int Evaluation::static_eval() {
         opposite == 0.0f ? acc
                          : static_cast<float>(static_cast<double>(acc) / (static_cast<double>(opposite) + 1.0)));
 
+    // The special evaluators start from the linear score.
     int score = 0;
     if (special_endgame(m_position.materialindex().index(), score)) m_last_score = static_cast<float>(score);
     if (m_logging && m_log.is_open()) m_log << m_position.fen() << " : " << m_last_score << "\n";
-    return static_cast<int>(m_position.white_to_move() ? m_last_score : -m_last_score);
+    return m_last_score;
 }
 
 float Evaluation::contribution(int first, int last) const {

@@ -120,6 +120,7 @@ void Analysis::operator()() {
 
 void Analysis::make_move(const Move &m) {
     m_pos.make_move(m);
+    m_eval.prefetch(); // nearly every node evaluates its position first
     m_eval.make_move(m);
     if (m.xcode() == mate_attack) ++m_mate_attacks;
     ++m_ply;

@@ -202,7 +202,7 @@ TEST(Evaluation, ColourAndSideMirrorsScoreAlike) {
             if (!pos.setup_error().empty()) continue;
             mirror.fen(pos.fen());
             e.init();
-            const int score = e.static_eval();
+            const int score = e.full_eval(); // the variables are read below
             mirror.flip();
             m.init();
             // The opposite-coloured-bishops term is +1 whoever profits, so it alone is not colour-symmetric.
@@ -223,4 +223,33 @@ TEST(Evaluation, ColourAndSideMirrorsScoreAlike) {
     EXPECT_GT(compared, 1000);
     EXPECT_GT(flop_compared, 300);
     EXPECT_GT(endings, 50); // the walks reach endings too
+}
+
+// A score found in the cache is the one a full evaluation gives, with the passed pawns the search's
+// extensions read, also when a position comes back after many others.
+TEST(Evaluation, CachedScoresAreFullEvaluations) {
+    std::mt19937 rng(11);
+    ChessPosition pos(tables());
+    Evaluation cached(pos, tables()), full(pos, tables());
+    auto check = [&] {
+        cached.init();
+        full.init();
+        ASSERT_EQ(cached.static_eval(), full.full_eval()) << pos.fen();
+        ASSERT_EQ(cached.white_passed_pawns(), full.white_passed_pawns()) << pos.fen();
+        ASSERT_EQ(cached.black_passed_pawns(), full.black_passed_pawns()) << pos.fen();
+    };
+    int positions = 0;
+    for (const std::string &fen : evaltest::perft_fens()) {
+        pos.fen(fen);
+        const std::vector<Move> made = evaltest::random_walk(pos, 30, rng);
+        for (std::size_t i = 0; i <= made.size(); ++i, ++positions) {
+            check();
+            if (i < made.size()) pos.unmake_move(); // back along the walk: evaluated for the first time
+        }
+        for (const Move &m : made) { // and out again: every position now comes from the cache
+            pos.make_move(m);
+            check();
+        }
+    }
+    EXPECT_GT(positions, 100);
 }
