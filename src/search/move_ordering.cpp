@@ -156,9 +156,26 @@ BitBoard pawn_attacked_squares(const ChessPosition &pos) {
 
 void sort_by_class(MoveList &list) {
     // Exchange sort: every later move of a strictly smaller class is swapped into the slot (not stable).
-    for (int i = 0; i < list.size(); ++i)
-        for (int j = i + 1; j < list.size(); ++j)
+    // A slot that holds the smallest class still unplaced can take no further swap, so its scan ends there.
+    const int n = list.size();
+    int left[16] = {}; // moves of each class not yet placed
+    for (int i = 0; i < n; ++i) {
+        if (list[i].xcode() >= 16) { // no class of the search: scan every pair
+            for (int a = 0; a < n; ++a)
+                for (int b = a + 1; b < n; ++b)
+                    if (list[b].xcode() < list[a].xcode()) std::swap(list[a], list[b]);
+            return;
+        }
+        ++left[list[i].xcode()];
+    }
+    unsigned smallest = 0;
+    for (int i = 0; i < n; ++i) {
+        while (left[smallest] == 0)
+            ++smallest;
+        for (int j = i + 1; j < n && list[i].xcode() != smallest; ++j)
             if (list[j].xcode() < list[i].xcode()) std::swap(list[i], list[j]);
+        --left[smallest];
+    }
 }
 
 void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
