@@ -161,6 +161,9 @@ class TranspositionTable {
         m_buckets[index].write(r);
     }
 
+    // Starts loading the bucket of a key that the search will probe soon.
+    void prefetch(std::uint64_t key) const { __builtin_prefetch(&m_buckets[key & (m_count - 1)]); }
+
     // Per mille of the records in the first 1000 buckets that carry the date.
     int hashfull(unsigned char date) const;
 
@@ -168,8 +171,9 @@ class TranspositionTable {
     static constexpr std::uint64_t default_buckets = 2097152;
 
   private:
-    // Zeroed buckets, aligned to a cache line, from memory the system hands over already zeroed: a large
-    // table is not written at all until the search stores into it. Null when it cannot be had.
+    // Zeroed buckets, aligned to a cache line (a large table to a huge page), from memory the system hands
+    // over already zeroed: a large table is not written at all until the search stores into it. Null when
+    // it cannot be had.
     static Bucket *allocate(std::uint64_t count, void *&block);
 
     Bucket *m_buckets;

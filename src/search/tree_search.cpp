@@ -69,6 +69,7 @@ int Analysis::leaf(int alpha, int beta) {
 }
 
 bool Analysis::enter_node(int &alpha, int &beta, int &result) {
+    m_tt.prefetch(m_pos.key()); // probed after the move generation and the evaluation
     new_node();
     // Mate-distance pruning: no line from here can beat a mate already found nearer the root.
     if (beta > mate - m_ply) {
