@@ -176,14 +176,23 @@ class BitBoard {
     constexpr bool operator>(const BitBoard &o) const { return m_bits > o.m_bits; }
     constexpr explicit operator bool() const { return m_bits != 0; }
 
-    // Table-driven so that no population-count or bit-scan instruction is assumed (32-bit ARM).
+    // Table-driven so that no population-count instruction is assumed (32-bit ARM).
     static int popcount(std::uint64_t b) {
         return m_popcnt16.v[b & 0xffff] + m_popcnt16.v[(b >> 16) & 0xffff] +
                m_popcnt16.v[(b >> 32) & 0xffff] + m_popcnt16.v[b >> 48];
     }
     int popcount() const { return popcount(m_bits); }
+    // The processor's trailing-zero count where it has one for the word (64-bit processors, and the
+    // 32-bit ARM of version 7 on each half); elsewhere the multiply-and-look-up bit scan.
     static Square first_square(std::uint64_t b) {
+#if defined(__GNUC__) && UINTPTR_MAX > 0xFFFFFFFFu
+        return Square(b ? __builtin_ctzll(b) : 64);
+#elif defined(__GNUC__) && defined(__ARM_ARCH) && __ARM_ARCH >= 7
+        const std::uint32_t low = static_cast<std::uint32_t>(b), high = static_cast<std::uint32_t>(b >> 32);
+        return Square(low ? __builtin_ctz(low) : high ? 32 + __builtin_ctz(high) : 64);
+#else
         return Square(m_first_square_id.v[((b & (0 - b)) * detail::debruijn_k) >> 57]);
+#endif
     }
     Square get_first_square() const { return first_square(m_bits); }
     Square get_unique_square() const {
