@@ -1,7 +1,5 @@
 #include "movegen/movegenerator.h"
 
-#include <cstring>
-
 namespace {
 constexpr std::uint64_t not_a = 0xFEFEFEFEFEFEFEFEULL;
 constexpr std::uint64_t not_h = 0x7F7F7F7F7F7F7F7FULL;
@@ -23,7 +21,6 @@ MoveGenerator::MoveGenerator(const BoardTables &tables)
 MoveGenerator::MoveGenerator(const MoveGenerator &o) : MoveGenerator(o.m_tables) {}
 
 void MoveGenerator::create_movetable(const ChessPosition &pos, MoveTable &table) {
-    std::memset(table, 0, sizeof(MoveTable));
     m_occupied = pos.all_pieces().value();
     if (pos.white_to_move())
         generate_movetable<1>(pos, table);

@@ -17,6 +17,8 @@ class MoveGenerator {
     MoveGenerator(const MoveGenerator &o);
     MoveGenerator &operator=(const MoveGenerator &) = delete;
 
+    // The squares each piece of the side to move attacks or, for pawns, may move to. Only the entries of
+    // those pieces' squares are written: the serialisations read no others.
     void create_movetable(const ChessPosition &pos, MoveTable &table);
     void generate_moves(const ChessPosition &pos, MoveList &list);
     void serialize_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
