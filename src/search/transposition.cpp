@@ -6,10 +6,6 @@
 #include <new>
 #include <sstream>
 
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
-
 #include "board/chessposition.h"
 
 namespace {
@@ -170,21 +166,13 @@ std::string Bucket::dump() const {
 }
 
 Bucket *TranspositionTable::allocate(std::uint64_t count, void *&block) {
-    // A table of 2 MiB or more is aligned to 2 MiB and offered huge pages: a probe then rarely misses the
-    // processor's address-translation cache, and the system hands the table over in 512 times fewer pieces.
-    constexpr std::size_t huge_page = std::size_t(2) << 20;
-    const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(Bucket);
-    const std::size_t align = bytes >= huge_page ? huge_page : alignof(Bucket);
-    if (bytes > std::numeric_limits<std::size_t>::max() - align) return nullptr;
-    // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; the spare bytes
-    // leave room for the alignment.
-    block = std::calloc(bytes + align, 1);
+    // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; one spare bucket
+    // leaves room to align the array to a cache line.
+    block = std::calloc(static_cast<std::size_t>(count + 1), sizeof(Bucket));
     if (!block) return nullptr;
     const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t aligned = (at + align - 1) & ~static_cast<std::uintptr_t>(align - 1);
-#ifdef MADV_HUGEPAGE
-    if (align == huge_page) madvise(reinterpret_cast<void *>(aligned), bytes, MADV_HUGEPAGE);
-#endif
+    const std::uintptr_t aligned =
+        (at + alignof(Bucket) - 1) & ~static_cast<std::uintptr_t>(alignof(Bucket) - 1);
     // Zeroed memory already holds empty buckets (plain words, trivially copyable and destructible); running
     // their constructors would write every page that the zeroed allocation spared.
     return reinterpret_cast<Bucket *>(aligned);
