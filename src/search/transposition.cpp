@@ -211,8 +211,12 @@ void TranspositionTable::set_size(int megabytes) {
 }
 
 void TranspositionTable::clear() {
+    if (!m_pristine.load(std::memory_order_relaxed)) clear_every_page();
+}
+
+void TranspositionTable::clear_every_page() {
     const std::uint64_t threshold = get_threshold();
-    if (threshold >= m_count || m_pristine.load(std::memory_order_relaxed)) return;
+    if (threshold >= m_count) return;
     for (std::uint64_t i = threshold + 1; i < m_count; ++i)
         m_buckets[i].clear();
     // Lent bytes below the threshold may be anything: only a table without them is clean now.

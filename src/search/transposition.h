@@ -130,6 +130,9 @@ class TranspositionTable {
     std::uint64_t bytes() const { return m_count * sizeof(Bucket); }
 
     void clear();
+    // Clears by writing every bucket, also of a table nothing has written yet: the system hands over the
+    // pages of fresh memory now instead of while a search first stores into them.
+    void clear_every_page();
     // The first n bytes of the table are lent out as a plain buffer; the buckets they cover are excluded.
     // Atomic because the owner of the lent bytes moves it while a second search thread probes the table.
     void set_threshold(int n) {
