@@ -1,32 +1,14 @@
 """The opening book over UCI, with Debian's gnuchess-book reachable as Dravnik.bin in the working directory."""
 import os
-import shutil
 import struct
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import Engine, main
+from uci_driver import Engine, ensure, main, skip
 
 BOOK = "/usr/share/games/gnuchess/book.bin"
 START_KEY = 0x463B96181691FC9C
-SKIP = 77  # ctest reports this exit code as "skipped"
-
-
-def ensure_book():
-    if os.path.exists(BOOK):
-        return True
-    if os.geteuid() == 0 and shutil.which("apt-get"):
-        for cmd in (["apt-get", "install", "-y", "gnuchess-book"], ["apt-get", "update"],
-                    ["apt-get", "install", "-y", "gnuchess-book"]):
-            try:
-                subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
-            except (OSError, subprocess.TimeoutExpired):
-                break
-            if os.path.exists(BOOK):
-                return True
-    return os.path.exists(BOOK)
 
 
 def book_moves(key):
@@ -70,9 +52,6 @@ def test_book_move_from_the_start_position(binary):
 
 
 if __name__ == "__main__":
-    if not ensure_book():
-        print("#" * 60)
-        print("SKIPPED: %s is missing and gnuchess-book could not be installed" % BOOK)
-        print("#" * 60)
-        sys.exit(SKIP)
+    if not ensure(lambda: os.path.exists(BOOK), "gnuchess-book"):
+        skip("%s is missing and gnuchess-book could not be installed" % BOOK)
     main([test_book_move_from_the_start_position])
