@@ -1,5 +1,6 @@
 // Position set-up, FEN, keys, make/unmake and the draw rules.
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -86,12 +87,7 @@ TEST(PositionFen, MalformedBoardFieldsThrow) {
     EXPECT_THROW(p.fen("rnbqkbnrr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w - - 0 1"), std::logic_error);
     EXPECT_THROW(p.fen("8/8/8/8/8/8/8/8/8 w - - 0 1"), std::logic_error);
     EXPECT_THROW(p.fen("44p/8/8/8/8/8/8/8 w - - 0 1"), std::logic_error);
-    try {
-        p.fen("7z/8/8/8/8/8/8/8 w - - 0 1");
-        FAIL();
-    } catch (const std::logic_error &e) {
-        EXPECT_NE(std::string(e.what()).find(") \nunkown piece 0x7a"), std::string::npos);
-    }
+    EXPECT_THROW(p.fen("7z/8/8/8/8/8/8/8 w - - 0 1"), std::logic_error);
 }
 
 TEST(PositionMoves, ConvertTranslatesCastlingAndRejectsNonsense) {
@@ -120,9 +116,11 @@ TEST(PositionMoves, MakeAndUnmakeRestoreEverythingOverRandomGames) {
             p.newgame960(game * 23);
         else
             p.newgame();
-        std::vector<std::string> fens{p.fen()};
-        std::vector<std::uint64_t> keys{p.key()}, pawnkeys{p.get_pawnhash()};
-        std::vector<MaterialIndex> mats{p.materialindex()};
+        // Everything make_move changes, and unmake_move must put back.
+        auto state = [](const ChessPosition &q) {
+            return std::make_tuple(q.fen(), q.key(), q.get_pawnhash(), q.materialindex().index());
+        };
+        std::vector<decltype(state(p))> states{state(p)};
         for (int ply = 0; ply < 120; ++ply) {
             MoveList list;
             gen.generate_moves(p, list);
@@ -131,21 +129,12 @@ TEST(PositionMoves, MakeAndUnmakeRestoreEverythingOverRandomGames) {
             ASSERT_EQ(p.key(), p.full_key_from_scratch()) << p.fen();
             ASSERT_EQ(p.materialindex(), p.compute_materialindex()) << p.fen();
             ASSERT_TRUE(p.consistent());
-            fens.push_back(p.fen());
-            keys.push_back(p.key());
-            pawnkeys.push_back(p.get_pawnhash());
-            mats.push_back(p.materialindex());
+            states.push_back(state(p));
         }
-        while (fens.size() > 1) {
-            fens.pop_back();
-            keys.pop_back();
-            pawnkeys.pop_back();
-            mats.pop_back();
+        while (states.size() > 1) {
+            states.pop_back();
             p.unmake_move();
-            ASSERT_EQ(p.fen(), fens.back());
-            ASSERT_EQ(p.key(), keys.back());
-            ASSERT_EQ(p.get_pawnhash(), pawnkeys.back());
-            ASSERT_EQ(p.materialindex(), mats.back());
+            ASSERT_EQ(state(p), states.back());
         }
     }
 }
