@@ -1,7 +1,5 @@
 // The evaluation driver: phase, material, the fixed terms, the report, colour and side symmetry.
 #include <cmath>
-#include <cstdio>
-#include <fstream>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -9,6 +7,7 @@
 #include "eval/evaluation.h"
 #include "eval_test_util.h"
 
+using evaltest::linear;
 using evaltest::tables;
 
 namespace {
@@ -24,15 +23,6 @@ struct Evaluated {
     }
     float var(int i) { return eval.variable_vector()[i]; }
 };
-
-// The rounded linear score rebuilt from the variables, without divisor and special endgames.
-float linear(Evaluation &e) {
-    float acc = 0.0f;
-    for (int i = 0; i < Weight::size; ++i)
-        acc += e.variable_vector()[i] * e.weight_mg_vector()[i] * e.mg_factor() +
-               e.variable_vector()[i] * e.weight_eg_vector()[i] * e.eg_factor();
-    return acc;
-}
 
 const char *start_fen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
@@ -109,37 +99,16 @@ TEST(Evaluation, SpecialEndgameReplacesTheScoreAndTakesTheSideToMoveSign) {
     EXPECT_EQ(black_rook.eval.last_score(), static_cast<float>(-krk_w));
 }
 
-TEST(Evaluation, ReportLayoutAndStatistics) {
+TEST(Evaluation, ReportHasALinePerTermAndTheTotal) {
     Evaluated e(start_fen);
-    const std::string r = e.eval.report();
-    std::istringstream in(r);
-    std::string line;
+    std::istringstream in(e.eval.report());
     std::vector<std::string> lines;
-    while (std::getline(in, line))
+    for (std::string line; std::getline(in, line);)
         lines.push_back(line);
-    ASSERT_EQ(lines.size(), 49u);
+    ASSERT_EQ(lines.size(), Weight::size + 2u);
     EXPECT_EQ(lines[0].substr(0, 30), "material                      ");
-    EXPECT_EQ(lines[46], "stm                           " + std::string(18, ' ') + "14     " +
-                             std::string(18, ' ') + "14");
-    EXPECT_EQ(lines[47], "");
-    EXPECT_EQ(lines[48], "Total score: 14     (white's point of view)");
-    EXPECT_EQ(e.eval.stats(), "Evaluation::stats)  missed pht reads: 1   total evals: 1");
-    e.eval.static_eval();
-    EXPECT_EQ(e.eval.stats(), "Evaluation::stats)  missed pht reads: 1   total evals: 2");
-}
-
-TEST(Evaluation, LogFileIsWrittenOnlyWhenSwitchedOn) {
-    std::remove("eval_log.log");
-    Evaluated e(start_fen);
-    e.eval.set_log(true);
-    e.eval.static_eval();
-    e.eval.set_log(false);
-    e.eval.static_eval();
-    std::ifstream in("eval_log.log");
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_NE(text.find("rnbqkbnr/pppppppp"), std::string::npos);
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
-    std::remove("eval_log.log");
+    EXPECT_EQ(lines[v_stm].substr(0, 3), "stm");
+    EXPECT_EQ(lines.back(), "Total score: 14     (white's point of view)");
 }
 
 // Each term must point the right way: white's advantage is positive.
