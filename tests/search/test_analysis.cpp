@@ -81,7 +81,7 @@ TEST(Analysis, StaticExchange) {
     EXPECT_EQ(rook_battery.a->see(rook_battery.pos.convert_to_move("e2e5")), 100);
 }
 
-TEST(Analysis, NullMoveRulesAndEloTable) {
+TEST(Analysis, NullMoveRules) {
     // White to move after a move of black's, that is at ply 1, unless it is the root.
     struct Case {
         const char *fen, *black_move;
@@ -103,20 +103,6 @@ TEST(Analysis, NullMoveRulesAndEloTable) {
             s.play(c.black_move);
         EXPECT_EQ(s.a->nullmove_allowed(), c.allowed) << c.fen << " " << c.black_move;
     }
-
-    Search elo("startpos");
-    Analysis &a = *elo.a;
-    a.set_uci_limitstrength(true);
-    a.set_uci_elo(1650);
-    EXPECT_EQ(a.elo_depth(), 4);
-    EXPECT_EQ(a.random_amount(), 140);
-    a.set_uci_elo(1000);
-    EXPECT_EQ(a.elo_depth(), 2);
-    EXPECT_EQ(a.random_amount(), 200);
-    a.set_uci_elo(2250); // 2200 and above leave the depth cap as it was
-    EXPECT_EQ(a.elo_depth(), 2);
-    a.set_uci_limitstrength(false);
-    EXPECT_EQ(a.elo_depth(), 102);
 }
 
 TEST(Analysis, DeepIterationsStayWithinThePlyBound) {

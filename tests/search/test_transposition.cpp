@@ -29,19 +29,12 @@ int slot_of(const Bucket &b, std::uint64_t key) {
 
 } // namespace
 
-TEST(TTrecord, FieldsPackIntoTheValueWord) {
-    const TTrecord r = make(1, 0x12, 0x34, exact_value, -2, 0xABCD);
-    EXPECT_EQ(r.get_value(), 0xABCDFFFE02341200ULL);
-    EXPECT_EQ(r.get_score(0), -2);
-    EXPECT_TRUE(r.is_exact_value());
+TEST(TTrecord, ScoresKeepToTheirFieldAndMatesCountFromTheStoringNode) {
     // Replacing the score must not disturb the neighbouring fields, whatever its sign.
-    TTrecord s = r;
-    s.set_score(300, 0);
-    EXPECT_EQ(s.get_value(), 0xABCD012C02341200ULL);
-}
-
-TEST(TTrecord, MateScoresCountFromTheStoringNode) {
-    TTrecord r;
+    TTrecord r = make(1, 0x12, 0x34, exact_value, -2, 0xABCD);
+    EXPECT_EQ(r.get_score(0), -2);
+    r.set_score(300, 0);
+    EXPECT_EQ(r.get_value(), 0xABCD012C02341200ULL);
     r.set_score(30000 - 7, 5); // mate 2 plies below a node at ply 5
     EXPECT_EQ(r.get_score(5), 29993);
     EXPECT_EQ(r.get_score(3), 29995); // probed nearer the root: mate is nearer too
@@ -106,34 +99,20 @@ TEST(Bucket, StoreAndProbeWithoutMoveKeepTheOtherMove) {
     EXPECT_NE(b.dump().find("  draft=4"), std::string::npos);
 }
 
-TEST(TranspositionTable, SizesRoundDownToPowersOfTwo) {
-    TranspositionTable tt;
-    EXPECT_EQ(tt.get_count(), 2097152u);
-    const int mb[] = {200, 100, 6, 1};
-    const std::uint64_t count[] = {2097152, 1048576, 65536, 65536};
-    for (int i = 0; i < 4; ++i) {
-        tt.set_size(mb[i]);
-        EXPECT_EQ(tt.get_count(), count[i]) << mb[i];
-        EXPECT_EQ(tt.bytes(), count[i] * 64);
-    }
-    EXPECT_EQ(tt.get_size(), 4);
-}
-
-TEST(TranspositionTable, ResizingKeepsOrDropsEntries) {
+TEST(TranspositionTable, SizesRoundDownAndOnlyANewCountDropsTheEntries) {
     TranspositionTable tt;
     const TTrecord r = make(0x123456789ABCDEF1ULL, 3, 8, exact_value, 42, 0x1111);
     tt.write(r);
-    tt.set_size(128); // same count: contents survive
-    TTrecord probe(r.get_key(), 0);
-    ASSERT_TRUE(tt.read(probe));
-    EXPECT_EQ(probe, r);
     if (sizeof(std::size_t) == 4) { // 4 GB of buckets cannot exist in a 32-bit address space
         EXPECT_THROW(tt.set_size(4096), TTAllocationError);
-        EXPECT_EQ(tt.get_count(), 2097152u);
-        EXPECT_TRUE(tt.read(probe));
     }
-    tt.set_size(64);
-    EXPECT_FALSE(tt.read(probe));
+    // 200 MB rounds down to the count of the default 128 MB and keeps the contents.
+    for (auto size : {std::make_pair(200, 2097152u), {100, 1048576u}, {6, 65536u}, {1, 65536u}}) {
+        tt.set_size(size.first);
+        EXPECT_EQ(tt.get_count(), size.second) << size.first;
+        TTrecord probe(r.get_key(), 0);
+        EXPECT_EQ(tt.read(probe) && probe == r, size.first == 200) << size.first;
+    }
 }
 
 TEST(TranspositionTable, ThresholdBucketsAreNeverTouched) {
@@ -172,36 +151,25 @@ TEST(TranspositionTable, ThresholdBucketsAreNeverTouched) {
     EXPECT_FALSE(tt.read(probe));
 }
 
-TEST(TranspositionTable, AClearAfterAnyWriteLeavesEveryBucketEmpty) {
+TEST(TranspositionTable, AClearAfterAnyWriteLeavesEveryBucketEmptyAndHashfullCountsDates) {
     // A fresh or cleared table is known to be zero and a clear may skip it: every way of writing must end
     // that, the table's own stores and bytes written through the lent address alike.
     TranspositionTable tt;
     tt.set_size(6);
+    EXPECT_EQ(tt.hashfull(0), 1000); // a zeroed table carries date 0 everywhere
     unsigned char *bytes = tt.get_uchar_adress();
     bytes[64 * 5 + 3] = 0x77;
     tt.clear();
     EXPECT_EQ(bytes[64 * 5 + 3], 0);
-    const TTrecord r = make(0x0102030405060708ULL, 1, 1, exact_value);
-    tt.write(r);
-    tt.clear();
-    tt.clear(); // nothing written since: still empty
-    TTrecord probe(r.get_key(), 0);
-    EXPECT_FALSE(tt.read(probe));
-    tt.set_size(64); // fresh memory, empty from the start
-    EXPECT_FALSE(tt.read(probe));
-    EXPECT_EQ(tt.hashfull(0), 1000);
-}
-
-TEST(TranspositionTable, HashfullCountsTheFirstThousandBuckets) {
-    TranspositionTable tt;
-    tt.set_size(6);
-    EXPECT_EQ(tt.hashfull(0), 1000); // a zeroed table carries date 0 everywhere
     for (std::uint64_t index = 1; index < 2000; ++index)
         for (std::uint64_t n = 1; n <= 4; ++n)
             tt.write(make(n << 32 | index, 9, 1, exact_value));
-    EXPECT_EQ(tt.hashfull(9), 999); // bucket 0 is never written
+    EXPECT_EQ(tt.hashfull(9), 999); // the first thousand buckets, and bucket 0 is never written
     tt.clear();
+    tt.clear(); // nothing written since: still empty
     EXPECT_EQ(tt.hashfull(9), 0);
+    TTrecord probe(1ULL << 32 | 5, 0);
+    EXPECT_FALSE(tt.read(probe));
 }
 
 class TTmoveInPosition : public ::testing::Test {
