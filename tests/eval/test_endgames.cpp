@@ -20,40 +20,20 @@ int eval(const std::string &fen) {
 }
 // A random legal placement of the pieces (white's in upper case, then black's), either side to move.
 std::string random_fen(const std::string &pieces, std::mt19937 &rng) {
+    ChessPosition p(tables());
     for (;;) {
-        char board[64];
-        std::fill(board, board + 64, '.');
+        p.clear();
         bool ok = true;
         for (char piece : pieces) {
-            int s = static_cast<int>(rng() % 64);
+            const Square s(static_cast<int>(rng() % 64));
             const bool pawn = piece == 'P' || piece == 'p';
-            if (board[s] != '.' || (pawn && (s < 8 || s >= 56))) {
-                ok = false;
-                break;
-            }
-            board[s] = piece;
+            ok = ok && !p.get_piece_id_from(s) && !(pawn && (s.id() < 8 || s.id() >= 56));
+            if (ok) p.set_piece_on(s, static_cast<int>(std::string(".PNBRQK..pnbrqk").find(piece)));
         }
         if (!ok) continue;
-        std::string fen;
-        for (int rank = 7; rank >= 0; --rank) {
-            int empty = 0;
-            for (int file = 0; file < 8; ++file) {
-                const char c = board[8 * rank + file];
-                if (c == '.') {
-                    ++empty;
-                    continue;
-                }
-                if (empty) fen += std::to_string(empty);
-                empty = 0;
-                fen += c;
-            }
-            if (empty) fen += std::to_string(empty);
-            if (rank) fen += '/';
-        }
-        fen += rng() % 2 ? " w - - 0 1" : " b - - 0 1";
-        ChessPosition p(tables());
-        p.fen(fen);
-        if (p.setup_error().empty()) return fen;
+        if (rng() % 2) p.switch_color_to_move();
+        p.fen(p.fen());
+        if (p.setup_error().empty()) return p.fen();
     }
 }
 
