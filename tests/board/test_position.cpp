@@ -175,27 +175,3 @@ TEST(PositionSetup, Chess960NumberingAndMirrors) {
     p.flop();
     EXPECT_EQ(p.fen(), fen);
 }
-
-TEST(Rep3filter, BarriersAndResult) {
-    Rep3filter r;
-    r.init(1);
-    EXPECT_FALSE(r.repetition());
-    EXPECT_EQ(r.result(), "*");
-    const Move knight(Square(6), Square(21), normal_move, wknight, no_piece_t);
-    const Move pawn(Square(12), Square(28), normal_move, wpawn, no_piece_t);
-    for (std::uint64_t k : {2, 3, 4, 1})
-        r.add(knight, k);
-    EXPECT_TRUE(r.repetition());
-    for (std::uint64_t k : {2, 3, 4, 1, 2, 3, 4, 1})
-        r.add(knight, k);
-    EXPECT_EQ(r.result(), "1/2-1/2 {Draw by threefold repetition}");
-    Rep3filter s;
-    s.init(1);
-    s.add(pawn, 2);
-    s.add(knight, 1);
-    EXPECT_FALSE(s.repetition());
-    Rep3filter t = s;
-    t.add(pawn, 9);
-    t.remove();
-    EXPECT_EQ(t, s); // the barrier went with the key
-}
