@@ -59,14 +59,3 @@ TEST(Perft, ReferenceCounts) {
         EXPECT_EQ(pos.fen(), before) << "make/unmake did not restore " << c.fen;
     }
 }
-
-TEST(Perft, DivideListsEveryRootMoveAndTheTotal) {
-    ChessPosition pos(tables());
-    MoveGenerator gen(tables());
-    pos.newgame();
-    const auto lines = perft_divide(pos, gen, 3);
-    ASSERT_EQ(lines.size(), 22u);
-    EXPECT_EQ(lines[20], "");
-    EXPECT_EQ(lines[21], "Nodes searched: 8902");
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "e2e4: 600"), lines.end());
-}

@@ -6,10 +6,6 @@
 TEST(Analysis, MatesAreFoundWithTheirDistance) {
     Search black_mates("8/8/8/8/8/6k1/4r3/6K1 b - - 0 1", 4);
     EXPECT_EQ(black_mates.run(), 29999);
-    EXPECT_EQ(black_mates.a->best_move().algebraic(), "e2e1");
-    Search scholar("r1bqkb1r/pppp1ppp/2n2n2/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - 4 4", 4);
-    EXPECT_EQ(scholar.run(), 29999);
-    EXPECT_EQ(scholar.a->best_move().algebraic(), "h5f7");
     // Legal's pattern: 1.Nf6+ gxf6 2.Bxf7 mate.
     Search two("r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 6);
     EXPECT_EQ(two.run(), 29997);

@@ -48,38 +48,27 @@ TEST(TTrecord, ScoresKeepToTheirFieldAndMatesCountFromTheStoringNode) {
 }
 
 TEST(Bucket, ReplacementRule) {
-    Bucket b;
-    for (int i = 0; i < 4; ++i)
-        b[i] = make(100 + i, 7, 50, lowerbound);
-    b[2] = make(102, 6, 99, exact_value); // an earlier search's deep exact entry goes first
-    b.write(make(200, 7, 1, upperbound));
-    EXPECT_EQ(slot_of(b, 200), 2);
-
-    // All current: the shallowest non-exact record; exact ones are skipped, ties keep the lower one.
-    b[0] = make(100, 7, 10, lowerbound);
-    b[1] = make(101, 7, 3, exact_value);
-    b[2] = make(102, 7, 5, upperbound);
-    b[3] = make(103, 7, 5, upperbound);
-    b.write(make(201, 7, 20, upperbound));
-    EXPECT_EQ(slot_of(b, 201), 2);
-
-    // An exact record 0 counts as 102, a deep record 0 is capped at 102.
-    b[0] = make(100, 7, 1, exact_value);
-    for (int i = 1; i < 4; ++i)
-        b[i] = make(100 + i, 7, 101, lowerbound);
-    b.write(make(202, 7, 1, upperbound));
-    EXPECT_EQ(slot_of(b, 202), 1);
-    b[0] = make(100, 7, 120, lowerbound);
-    for (int i = 1; i < 4; ++i)
-        b[i] = make(100 + i, 7, 110, lowerbound);
-    b.write(make(203, 7, 1, upperbound));
-    EXPECT_EQ(slot_of(b, 203), 0);
-
-    for (int i = 0; i < 4; ++i)
-        b[i] = make(100 + i, 7, 1, exact_value);
-    b.write(make(204, 7, 30, lowerbound));
-    EXPECT_EQ(slot_of(b, 204), 0);
-    EXPECT_EQ(b.has_date(7), 4);
+    // Four records (date, draft, bound) and the slot a new record of date 7 takes.
+    struct Case {
+        int date[4], draft[4];
+        bound_t bound[4];
+        int slot;
+    };
+    const bound_t L = lowerbound, U = upperbound, E = exact_value;
+    const Case cases[] = {
+        {{7, 7, 6, 7}, {50, 50, 99, 50}, {L, L, E, L}, 2},    // an earlier search's entry goes first
+        {{7, 7, 7, 7}, {10, 3, 5, 5}, {L, E, U, U}, 2},       // the shallowest, exact ones skipped, ties low
+        {{7, 7, 7, 7}, {1, 101, 101, 101}, {E, L, L, L}, 1},  // an exact record 0 counts as 102...
+        {{7, 7, 7, 7}, {120, 110, 110, 110}, {L, L, L, L}, 0}, // ...and a deep record 0 is capped at it
+        {{7, 7, 7, 7}, {1, 1, 1, 1}, {E, E, E, E}, 0},
+    };
+    for (const Case &c : cases) {
+        Bucket b;
+        for (int i = 0; i < 4; ++i)
+            b[i] = make(100 + i, static_cast<unsigned char>(c.date[i]), c.draft[i], c.bound[i]);
+        b.write(make(200, 7, 20, upperbound));
+        EXPECT_EQ(slot_of(b, 200), c.slot) << c.draft[0] << " " << c.draft[1];
+    }
 }
 
 TEST(Bucket, StoreAndProbeWithoutMoveKeepTheOtherMove) {
