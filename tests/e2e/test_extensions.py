@@ -144,7 +144,7 @@ def book_answer(e, moves=""):
     return None if any(l.startswith("info depth") for l in lines) else lines[-1].split()[1]
 
 
-def test_book_places_in_order_and_the_young_game_rule(binary):
+def test_book_places_in_order_and_when_the_book_answers(binary):
     if not can_isolate():
         print("#" * 60 + "\nSKIPPED test_book_places_in_order: needs root and unshare -m\n" + "#" * 60)
         return
@@ -174,9 +174,16 @@ def test_book_places_in_order_and_the_young_game_rule(binary):
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1") == "b8c6"  # 23 moves: 24 positions
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1 f6g8") is None  # 24 moves: 25 positions
         assert book_answer(e, "g1f3 g8f6 f3g1 f6g8") == "b1c3"
+        # Analysis and pondering want a search, never an instant book move.
+        for go in ("go infinite", "go ponder wtime 60000 btime 60000"):
+            e.send("position startpos")
+            e.send(go)
+            assert not any(l.startswith("bestmove") for l in e.expect(lambda l: l.startswith("info depth"), 5)), go
+            e.send("stop")
+            e.expect(lambda l: l.startswith("bestmove"), 5)
         assert e.quit() == 0
 
 
 if __name__ == "__main__":
     main([test_bench_on_the_command_line, test_usermove_testpos_and_eval,
-          test_debug_writes_the_log_files, test_book_places_in_order_and_the_young_game_rule])
+          test_debug_writes_the_log_files, test_book_places_in_order_and_when_the_book_answers])
