@@ -20,11 +20,6 @@ CHESS960 = ["bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w FHfh - 0 1",
             "rknnbqrb/pppppppp/8/8/8/8/PPPPPPPP/RKNNBQRB w AGag - 0 1"]
 
 
-def legal_moves(e, position):
-    lines = e.perft(position, 1, 30)
-    return [l.split(":")[0] for l in lines if ": " in l and not l.startswith("Nodes")]
-
-
 def play(binary, start, chess960, rng, results, index):
     e = Engine(binary)
     try:
@@ -34,12 +29,12 @@ def play(binary, start, chess960, rng, results, index):
         head = "position " + ("fen " + start if start != "startpos" else "startpos")
         moves = []
         for _ in range(2):  # a random opening for variety
-            legal = legal_moves(e, head + (" moves " + " ".join(moves) if moves else ""))
+            legal = e.legal_moves(head + (" moves " + " ".join(moves) if moves else ""))
             moves.append(rng.choice(legal))
         outcome = "cap"
         while len(moves) < PLY_CAP:
             position = head + " moves " + " ".join(moves)
-            legal = legal_moves(e, position)
+            legal = e.legal_moves(position)
             if not legal:
                 outcome = "mate or stalemate"
                 break

@@ -11,12 +11,6 @@ from test_bench_nodes import POSITION_NODES
 from uci_driver import INFO, TIME_SCALE, Engine, main, within
 
 
-def legal_moves(e, position):
-    """The legal moves of a position, from the engine's own perft divide."""
-    lines = e.perft(position, 1)
-    return {l.split(":")[0] for l in lines[:-2]}
-
-
 def search(e, position, go, timeout=30.0):
     """Lines of one search up to bestmove, checking that a scored line came before it."""
     e.send(position)
@@ -122,7 +116,7 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     lines = search(e, "position startpos moves e2e4 e7e5", "go wtime 10000 btime 10000 winc 100 binc 100")
     words = lines[-1].split()
     played = words[1]
-    replies = sorted(legal_moves(e, "position startpos moves e2e4 e7e5 " + played))
+    replies = e.legal_moves("position startpos moves e2e4 e7e5 " + played)
     ponder = words[3] if len(words) > 3 else replies[0]
     game = "position startpos moves e2e4 e7e5 %s %s" % (played, ponder)
     # Hit: the opponent played the expected move. Until then the search holds its move, even well past a
@@ -135,7 +129,7 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     e.send("ponderhit")
     lines = e.expect(lambda l: l.startswith("bestmove"), 5)
     assert time.monotonic() - start < within(2.0)
-    assert lines[-1].split()[1] in legal_moves(e, game)
+    assert lines[-1].split()[1] in e.legal_moves(game)
     # Miss: the GUI stops the ponder search, ignores its move and sends the position really reached.
     e.send(game)
     e.send("go ponder wtime 10000 btime 10000 winc 100 binc 100")
@@ -145,7 +139,7 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     other = [m for m in replies if m != ponder][0]
     real = "position startpos moves e2e4 e7e5 %s %s" % (played, other)
     lines = search(e, real, "go wtime 10000 btime 10000 winc 100 binc 100", 5)
-    assert lines[-1].split()[1] in legal_moves(e, real), (real, lines[-1])
+    assert lines[-1].split()[1] in e.legal_moves(real), (real, lines[-1])
     assert e.quit() == 0
 
 

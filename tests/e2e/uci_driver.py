@@ -94,6 +94,10 @@ class Engine:
         self.send("go perft %d" % depth)
         return self.expect(lambda l: l.startswith("Nodes searched:"), timeout)
 
+    def legal_moves(self, position):
+        """The legal moves of a position, from the engine's own perft divide."""
+        return sorted(l.split(":")[0] for l in self.perft(position, 1, 30)[:-2])
+
     def go(self, command, timeout=30.0):
         """Sends a "go" command; the lines up to and including "bestmove"."""
         self.send(command)
