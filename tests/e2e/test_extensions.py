@@ -93,17 +93,12 @@ def test_debug_writes_the_log_files(binary):
         assert len(evals) > 10 and all(re.match(r"^\S+ [wb] \S+ \S+ \d+ \d+ : -?\d+$", l) for l in evals), evals[:3]
 
 
-def book(path, key, move):
+def book(path, *records):
+    """A Polyglot book of (key, move) records, the moves in coordinates, each of weight 1."""
+    square = lambda name: "abcdefgh".index(name[0]) + 8 * (int(name[1]) - 1)
     with open(path, "wb") as f:
-        f.write(struct.pack(">QHHI", key, move, 1, 0))
-
-
-def square(name):
-    return "abcdefgh".index(name[0]) + 8 * (int(name[1]) - 1)
-
-
-def bk(text):
-    return square(text[2:4]) | square(text[:2]) << 6
+        for key, move in records:
+            f.write(struct.pack(">QHHI", key, square(move[2:4]) | square(move[:2]) << 6, 1, 0))
 
 
 SYSTEM_BOOKS = ("/usr/local/games/dravnik.files", "/usr/games/dravnik.files")
@@ -111,19 +106,15 @@ SYSTEM_BOOKS = ("/usr/local/games/dravnik.files", "/usr/games/dravnik.files")
 
 def isolated_engine(binary, tmp, places):
     """The engine in a mount namespace of its own whose games folders are empty but for the given books."""
-    script = os.path.join(tmp, "engine.sh")
-    lines = ["#!/bin/sh", "set -e", "mount -t tmpfs tmpfs /usr/local/games", "mount -t tmpfs tmpfs /usr/games"]
+    commands = ["mount -t tmpfs tmpfs /usr/local/games", "mount -t tmpfs tmpfs /usr/games"]
     for folder in SYSTEM_BOOKS:
-        lines.append("mkdir -p %s" % folder)
+        commands.append("mkdir -p " + folder)
         if folder in places:
-            lines.append("cp %s %s/Dravnik.bin" % (places[folder], folder))
-    lines.append("exec %s" % os.path.abspath(binary))
-    with open(script, "w") as f:
-        f.write("\n".join(lines) + "\n")
-    os.chmod(script, 0o755)
+            commands.append("cp %s %s/Dravnik.bin" % (places[folder], folder))
+    commands.append("exec " + os.path.abspath(binary))
     wrapper = os.path.join(tmp, "isolated.sh")
     with open(wrapper, "w") as f:
-        f.write("#!/bin/sh\nexec unshare -m %s\n" % script)
+        f.write("#!/bin/sh\nexec unshare -m sh -ec '%s'\n" % "; ".join(commands))
     os.chmod(wrapper, 0o755)
     return Engine(wrapper, cwd=tmp)
 
@@ -152,7 +143,7 @@ def test_book_places_in_order_and_when_the_book_answers(binary):
         books = {}
         for name, move in (("local", "e2e4"), ("games", "d2d4"), ("cwd", "c2c4")):
             books[name] = os.path.join(tmp, name + ".bin")
-            book(books[name], START_KEY, bk(move))
+            book(books[name], (START_KEY, move))
         shutil.copy(books["cwd"], os.path.join(tmp, "Dravnik.bin"))
         every = {SYSTEM_BOOKS[0]: books["local"], SYSTEM_BOOKS[1]: books["games"]}
         for places, expected in ((every, "e2e4"), ({SYSTEM_BOOKS[1]: books["games"]}, "d2d4"), ({}, "c2c4")):
@@ -166,9 +157,7 @@ def test_book_places_in_order_and_when_the_book_answers(binary):
         assert e.quit() == 0
 
         # The book answers while the game history holds fewer than 25 positions.
-        with open(os.path.join(tmp, "Dravnik.bin"), "wb") as f:
-            f.write(struct.pack(">QHHI", KNIGHTS_OUT_AND_BACK_KEY, bk("b8c6"), 1, 0))
-            f.write(struct.pack(">QHHI", START_KEY, bk("b1c3"), 1, 0))
+        book(os.path.join(tmp, "Dravnik.bin"), (KNIGHTS_OUT_AND_BACK_KEY, "b8c6"), (START_KEY, "b1c3"))
         e = isolated_engine(binary, tmp, {})
         shuffle = " ".join(["g1f3 g8f6 f3g1 f6g8"] * 5)
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1") == "b8c6"  # 23 moves: 24 positions
