@@ -139,18 +139,13 @@ TEST(PositionMoves, MakeAndUnmakeRestoreEverythingOverRandomGames) {
 }
 
 TEST(PositionDraws, RepetitionAndFiftyMoves) {
-    ChessPosition p = after("g1f3 g8f6 f3g1");
-    EXPECT_FALSE(p.draw_by_threefold_repetition());
-    p.make_move(p.convert_to_move("f6g8"));
-    EXPECT_TRUE(p.draw_by_threefold_repetition()); // one earlier occurrence is enough
-    p = after("g1f3 g8f6 e2e4 f6g8 f3g1");         // a pawn move stands between
-    p.make_move(p.convert_to_move("b8c6"));
-    p.make_move(p.convert_to_move("g1f3"));
-    EXPECT_FALSE(p.draw_by_threefold_repetition());
-    p.fen("4k3/8/8/8/8/8/8/4K2R w - - 99 80");
-    EXPECT_FALSE(p.draw_by_fifty_move_rule());
-    p.make_move(p.convert_to_move("h1h2"));
-    EXPECT_TRUE(p.draw_by_fifty_move_rule());
+    EXPECT_FALSE(after("g1f3 g8f6 f3g1").draw_by_threefold_repetition());
+    // One earlier occurrence is enough, unless a pawn move stands between.
+    EXPECT_TRUE(after("g1f3 g8f6 f3g1 f6g8").draw_by_threefold_repetition());
+    EXPECT_FALSE(after("g1f3 g8f6 e2e4 f6g8 f3g1 b8c6 g1f3").draw_by_threefold_repetition());
+    const char *fen = "4k3/8/8/8/8/8/8/4K2R w - - 99 80";
+    EXPECT_FALSE(after("", fen).draw_by_fifty_move_rule());
+    EXPECT_TRUE(after("h1h2", fen).draw_by_fifty_move_rule());
 }
 
 // The colour and left-right mirrors that the evaluation's symmetry tests rely on.

@@ -172,7 +172,7 @@ void check_against_moves(const Egt4Pieces &egt, const RetroTable &t, std::size_t
         } else {
             ASSERT_EQ(here.result, egt_result_t::draw) << fen;
             ASSERT_EQ(quickest_win, 1000) << fen;
-            ASSERT_TRUE(holds || (list.size() == 0 && !pos.check())) << fen; // a move that holds, or stalemate
+            ASSERT_TRUE(holds || (list.size() == 0 && !pos.check())) << fen; // a holding move, or stalemate
         }
         ++checked;
     }

@@ -56,9 +56,9 @@ TEST(Bucket, ReplacementRule) {
     };
     const bound_t L = lowerbound, U = upperbound, E = exact_value;
     const Case cases[] = {
-        {{7, 7, 6, 7}, {50, 50, 99, 50}, {L, L, E, L}, 2},    // an earlier search's entry goes first
-        {{7, 7, 7, 7}, {10, 3, 5, 5}, {L, E, U, U}, 2},       // the shallowest, exact ones skipped, ties low
-        {{7, 7, 7, 7}, {1, 101, 101, 101}, {E, L, L, L}, 1},  // an exact record 0 counts as 102...
+        {{7, 7, 6, 7}, {50, 50, 99, 50}, {L, L, E, L}, 2},     // an earlier search's entry goes first
+        {{7, 7, 7, 7}, {10, 3, 5, 5}, {L, E, U, U}, 2},        // the shallowest, exact ones skipped, ties low
+        {{7, 7, 7, 7}, {1, 101, 101, 101}, {E, L, L, L}, 1},   // an exact record 0 counts as 102...
         {{7, 7, 7, 7}, {120, 110, 110, 110}, {L, L, L, L}, 0}, // ...and a deep record 0 is capped at it
         {{7, 7, 7, 7}, {1, 1, 1, 1}, {E, E, E, E}, 0},
     };
