@@ -112,23 +112,25 @@ TEST_F(BookFile, BinarySearchFindsEveryRunOfDuplicates) {
 }
 
 TEST(BKmove, DecodesCastlingPromotionAndOddCodes) {
+    const char *white = "r3k2r/6P1/8/8/8/8/8/R3K2R w KQkq - 0 1",
+               *black = "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1";
+    const char *start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+    // The book writes castling king onto rook; codes above 4 are no promotion.
+    const struct {
+        const char *fen;
+        std::uint16_t move;
+        move_t code;
+        const char *text;
+    } cases[] = {{white, bk(4, 7), castling, "e1g1"},           {white, bk(4, 0), castling, "e1c1"},
+                 {white, bk(4, 5), normal_move, "e1f1"},        {white, bk(54, 63, 4), promo_queen, "g7h8q"},
+                 {white, bk(54, 62, 1), promo_knight, "g7g8n"}, {black, bk(60, 56), castling, "e8c8"},
+                 {start, bk(6, 21, 5), normal_move, "g1f3"},    {start, bk(6, 21, 7), normal_move, "g1f3"}};
     ChessPosition p(tables());
-    p.fen("r3k2r/6P1/8/8/8/8/8/R3K2R w KQkq - 0 1");
-    const Move short_castle = BKmove(bk(4, 7))(p);
-    EXPECT_EQ(short_castle.code(), castling);
-    EXPECT_EQ(short_castle.from_id(), 4);
-    EXPECT_EQ(short_castle.to_id(), 7);
-    EXPECT_EQ(BKmove(bk(4, 0))(p).code(), castling);
-    EXPECT_EQ(BKmove(bk(4, 5))(p).code(), normal_move);
-    EXPECT_EQ(BKmove(bk(54, 63, 4))(p).code(), promo_queen);
-    EXPECT_EQ(BKmove(bk(54, 62, 1))(p).code(), promo_knight);
-    p.fen("r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1");
-    EXPECT_EQ(BKmove(bk(60, 56))(p).code(), castling);
-    p.newgame();
-    for (int code = 5; code <= 7; ++code) {
-        const Move m = BKmove(bk(6, 21, code))(p);
-        EXPECT_EQ(m.code(), normal_move) << code;
-        EXPECT_EQ(m.algebraic(), "g1f3");
+    for (const auto &c : cases) {
+        p.fen(c.fen);
+        const Move m = BKmove(c.move)(p);
+        EXPECT_EQ(m.code(), c.code) << c.text;
+        EXPECT_EQ(m.algebraic(), c.text);
     }
     EXPECT_EQ(BKmove()(p).word(), 0u);
 }
