@@ -1,7 +1,5 @@
-// Position set-up, FEN, keys, make/unmake and the draw rules; what make_move keeps and clears: castling
-// rights, the fifty-move counter and the en-passant square.
-#include <random>
-#include <tuple>
+// Position set-up, FEN, keys and the draw rules; what make_move keeps and clears: castling rights, the
+// fifty-move counter and the en-passant square. Make and unmake over random games: test_movegen.
 
 #include <gtest/gtest.h>
 
@@ -104,38 +102,6 @@ TEST(PositionMoves, ConvertTranslatesCastlingAndRejectsNonsense) {
     EXPECT_EQ(p.convert_to_move("e5d6").code(), en_passant);
     EXPECT_EQ(p.convert_to_move("b7b8n").code(), promo_knight);
     EXPECT_EQ(p.convert_to_move("b7b8").code(), promo_queen);
-}
-
-TEST(PositionMoves, MakeAndUnmakeRestoreEverythingOverRandomGames) {
-    std::mt19937 rng(12345);
-    MoveGenerator gen(tables());
-    for (int game = 0; game < 40; ++game) {
-        ChessPosition p(tables());
-        if (game % 4 == 3)
-            p.newgame960(game * 23);
-        else
-            p.newgame();
-        // Everything make_move changes, and unmake_move must put back.
-        auto state = [](const ChessPosition &q) {
-            return std::make_tuple(q.fen(), q.key(), q.get_pawnhash(), q.materialindex().index());
-        };
-        std::vector<decltype(state(p))> states{state(p)};
-        for (int ply = 0; ply < 120; ++ply) {
-            MoveList list;
-            gen.generate_moves(p, list);
-            if (list.size() == 0) break;
-            p.make_move(list[static_cast<int>(rng() % list.size())]);
-            ASSERT_EQ(p.key(), p.full_key_from_scratch()) << p.fen();
-            ASSERT_EQ(p.materialindex(), p.compute_materialindex()) << p.fen();
-            ASSERT_TRUE(p.consistent());
-            states.push_back(state(p));
-        }
-        while (states.size() > 1) {
-            states.pop_back();
-            p.unmake_move();
-            ASSERT_EQ(state(p), states.back());
-        }
-    }
 }
 
 TEST(PositionDraws, RepetitionAndFiftyMoves) {

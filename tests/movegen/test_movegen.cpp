@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <fstream>
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -118,12 +119,15 @@ TEST(MoveGenerator, Chess960CastlingRules) {
 }
 
 // Along random games from every reference position: the count agrees with the list, and every listed move
-// keeps the own king safe.
-TEST(MoveGenerator, CountAndLegalityAgreeWithMakingTheMoves) {
+// keeps the own king safe, keeps the keys, the material and the board consistent, and is undone exactly.
+TEST(MoveGenerator, MovesAreLegalAndMakeAndUnmakeRestoreEverything) {
     const std::vector<std::string> fens = perft_fens();
     ASSERT_GT(fens.size(), 20u);
     MoveGenerator gen(tables());
     std::mt19937 rng(2024);
+    auto state = [](const ChessPosition &q) {
+        return std::make_tuple(q.fen(), q.key(), q.get_pawnhash(), q.materialindex().index());
+    };
     int positions = 0;
     for (const std::string &fen : fens)
         for (int game = 0; game < 4; ++game) {
@@ -134,13 +138,18 @@ TEST(MoveGenerator, CountAndLegalityAgreeWithMakingTheMoves) {
                 gen.generate_moves(pos, list);
                 ASSERT_EQ(gen.count_moves(pos), list.size()) << pos.fen();
                 if (list.size() == 0) break;
+                const auto before = state(pos);
+                const int own_king = pos.white_to_move() ? wking : bking;
                 for (const Move &m : list) {
-                    ChessPosition after = pos;
-                    after.make_move(m);
-                    const BitBoard own_king = after.pieces(pos.white_to_move() ? wking : bking);
-                    ASSERT_FALSE(pos.white_to_move() ? after.black_attacks(own_king)
-                                                     : after.white_attacks(own_king))
-                        << pos.fen() << " " << m.algebraic(true);
+                    pos.make_move(m);
+                    ASSERT_FALSE(own_king == wking ? pos.black_attacks(pos.pieces(wking))
+                                                   : pos.white_attacks(pos.pieces(bking)))
+                        << std::get<0>(before) << " " << m.algebraic(true);
+                    ASSERT_EQ(pos.key(), pos.full_key_from_scratch()) << pos.fen();
+                    ASSERT_EQ(pos.materialindex(), pos.compute_materialindex()) << pos.fen();
+                    ASSERT_TRUE(pos.consistent()) << pos.fen();
+                    pos.unmake_move();
+                    ASSERT_EQ(state(pos), before) << m.algebraic(true);
                 }
                 pos.make_move(list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))]);
             }
