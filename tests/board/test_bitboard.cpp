@@ -1,4 +1,4 @@
-// Value types: square parsing, mirrors, bit scans, piece values and move packing.
+// Value types: square parsing, mirrors, bit scans and move packing.
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -6,45 +6,30 @@
 #include "board/move.h"
 
 TEST(Square, ParsingIsLenientButRangeChecked) {
-    EXPECT_EQ(Square().id(), 64);
-    EXPECT_THROW(Square(65).name(), std::logic_error);
-    EXPECT_THROW(Square(-1).name(), std::logic_error);
     EXPECT_EQ(Square(std::string("h8")).id(), 63);
-    EXPECT_EQ(Square(std::string("a1")).id(), 0);
     EXPECT_EQ(Square(std::string("i1")).id(), 8); // a2: only the id is checked
     for (const char *bad : {"a9", "A1", "e", "e44"})
         EXPECT_THROW(Square(std::string(bad)), std::logic_error) << bad;
+    EXPECT_THROW(Square(65).name(), std::logic_error);
     EXPECT_EQ(flip(Square(std::string("e2"))).name(), "e7");
     EXPECT_EQ(flop(Square(std::string("b1"))).name(), "g1");
 }
 
-TEST(BitBoard, ScansCountsAndMirrors) {
+TEST(BitBoard, ScansAndMirrors) {
     EXPECT_EQ(BitBoard().get_first_square().id(), 64);
-    EXPECT_EQ(rank8.get_first_square().id(), 56);
     for (int s = 0; s < 64; ++s)
         ASSERT_EQ(Square(s).bitboard().get_unique_square().id(), s);
-    EXPECT_EQ(BitBoard(~0ULL).popcount(), 64);
-    EXPECT_EQ(white_squares.popcount(), 32);
+    std::uint64_t raw = 0x8100000000000081ULL;
+    EXPECT_EQ(BitBoard::get_reset_square(raw).id(), 0);
+    EXPECT_EQ(raw, 0x8100000000000080ULL);
     BitBoard b = a_file | Square(9).bitboard();
     b.flop();
     EXPECT_EQ(b, h_file | Square(14).bitboard());
     b = rank1;
     b.flip();
     EXPECT_EQ(b, rank8);
-    std::uint64_t raw = 0x8100000000000081ULL;
-    EXPECT_EQ(BitBoard::get_reset_square(raw).id(), 0);
-    EXPECT_EQ(raw, 0x8100000000000080ULL);
-    EXPECT_TRUE(Square(1).color());  // b1 is light
-    EXPECT_FALSE(Square(0).color()); // a1 is dark
-}
-
-TEST(Piece, ValuesAndErrors) {
-    EXPECT_EQ(Piece(8).abs_value(), 0);
-    EXPECT_EQ(Piece(bqueen).value(), -900);
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(Piece(7).value(), std::logic_error);
-    testing::internal::GetCapturedStdout();
-    EXPECT_THROW(Piece(15).abs_value(), std::logic_error);
+    EXPECT_TRUE(Square(1).color()); // b1 is light
+    EXPECT_EQ(white_squares.popcount(), 32);
 }
 
 TEST(Move, ComparisonTextAndFlags) {
@@ -63,7 +48,6 @@ TEST(Move, ComparisonTextAndFlags) {
     m.check(true);
     m.capture_id(bknight);
     EXPECT_EQ(m.to_id(), 28);
-    EXPECT_EQ(m.piece_id(), wpawn);
     EXPECT_EQ(m.capture_id(), bknight);
     EXPECT_TRUE(m.check());
 }

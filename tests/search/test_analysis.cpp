@@ -26,6 +26,7 @@ TEST(Analysis, DrawsStalemateRepetitionAndFiftyMoves) {
     Search stalemate("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
     PrincipalVariation pv;
     EXPECT_EQ(stalemate.a->pv_search(3, -32000, 32000, pv), 0);
+    EXPECT_EQ(stalemate.a->nullwindow_search(3, -1, 0), 0);
     Search repeated("startpos moves g1f3 g8f6 f3g1 f6g8");
     EXPECT_EQ(repeated.a->nullwindow_search(4, -50, -49), 0);
     // Counter 75 halves the leaf score; 100 gives 0.
