@@ -1,6 +1,8 @@
-// Parsing of "go" and "setoption", and the score text of the info lines.
+// The front end: the message queues between console and engine, parsing of "go" and "setoption", and the
+// score text of the info lines.
 #include <gtest/gtest.h>
 
+#include "engine/communicator.h"
 #include "engine/uci_text.h"
 
 namespace {
@@ -64,4 +66,19 @@ TEST(UciText, ScoreTextAndMateBounds) {
 TEST(UciText, OptionNamesMatchWholeInAnyCase) {
     EXPECT_TRUE(equal_options("mUlTiPv", "MultiPV"));
     EXPECT_FALSE(equal_options("Hash", "Hashes"));
+}
+
+TEST(Communicator, QueuesKeepOrderAndSignalEmptiness) {
+    Communicator c;
+    EXPECT_EQ(c.from_interface(), "");
+    c.to_engine("uci");
+    c.to_engine("isready");
+    c.to_interface("readyok");
+    EXPECT_EQ(c.from_interface(), "uci");
+    EXPECT_EQ(c.from_engine(), "readyok");
+    EXPECT_EQ(c.from_engine(), "");
+    c.to_interface("bestmove e2e4");
+    c.clear();
+    EXPECT_EQ(c.from_interface(), "");
+    EXPECT_EQ(c.from_engine(), "");
 }

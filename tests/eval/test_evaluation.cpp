@@ -1,10 +1,12 @@
 // The evaluation driver: phase, material, the fixed terms, the report, colour and side symmetry.
 #include <cmath>
+#include <set>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "eval/evaluation.h"
+#include "eval/material.h"
 #include "eval_test_util.h"
 
 using evaltest::linear;
@@ -179,4 +181,16 @@ TEST(Evaluation, ColourAndSideMirrorsScoreAlike) {
     EXPECT_GT(compared, 1000);
     EXPECT_GT(flop_compared, 300);
     EXPECT_GT(endings, 50); // the walks reach endings too
+}
+
+// The constant pre-fill table of the material cache.
+TEST(MaterialPrefill, EveryStoredScoreIsTheMaterialValue) {
+    std::set<std::uint64_t> keys;
+    for (const auto &row : material_prefill) {
+        EXPECT_EQ(static_cast<int>(row[1]), MaterialIndex(row[0]).value()) << std::hex << row[0];
+        EXPECT_TRUE(keys.insert(row[0]).second) << "duplicate " << std::hex << row[0];
+    }
+    // The start position and a plain queen trade are among the most frequent configurations.
+    EXPECT_TRUE(keys.count(0x1222800012228ULL));
+    EXPECT_TRUE(keys.count(0x222800002228ULL));
 }

@@ -1,12 +1,16 @@
-// Generator corner cases: order of the list, check flags and the legality tests.
+// The generator: perft counts against reference figures for standard and Chess960 positions, corner cases,
+// the order of the list, check flags, and legality with make and unmake over random games.
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <random>
+#include <sstream>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "movegen/movegenerator.h"
+#include "movegen/perft.h"
 
 namespace {
 const BoardTables &tables() {
@@ -34,6 +38,39 @@ struct Generated {
     }
 };
 
+struct PerftCase {
+    std::string fen;
+    int depth;
+    std::uint64_t nodes;
+};
+
+std::vector<PerftCase> load_cases(std::uint64_t limit) {
+    std::vector<PerftCase> cases;
+    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string fen, part;
+        std::getline(fields, fen, ';');
+        while (std::getline(fields, part, ';')) {
+            int depth = 0;
+            unsigned long long nodes = 0;
+            if (std::sscanf(part.c_str(), "D%d %llu", &depth, &nodes) == 2 && nodes <= limit)
+                cases.push_back({fen, depth, nodes});
+        }
+    }
+    return cases;
+}
+
+std::uint64_t node_limit() {
+    if (std::getenv("DRAVNIK_PERFT_FULL")) return ~0ULL;
+#ifdef NDEBUG
+    return 5000000;
+#else
+    return 300000; // the per-node consistency checks of debug builds are slow
+#endif
+}
+
 std::vector<std::string> perft_fens() {
     std::vector<std::string> fens;
     std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
@@ -57,6 +94,19 @@ int compare_flags(ChessPosition &p, MoveGenerator &gen, int depth, std::string &
     return checks;
 }
 } // namespace
+
+TEST(Perft, ReferenceCounts) {
+    const auto cases = load_cases(node_limit());
+    ASSERT_GT(cases.size(), 100u);
+    ChessPosition pos(tables());
+    MoveGenerator gen(tables());
+    for (const PerftCase &c : cases) {
+        pos.fen(c.fen);
+        const std::string before = pos.fen();
+        EXPECT_EQ(perft(pos, gen, c.depth), c.nodes) << c.fen << " depth " << c.depth;
+        EXPECT_EQ(pos.fen(), before) << "make/unmake did not restore " << c.fen;
+    }
+}
 
 TEST(MoveGenerator, MateAndStalemateGiveEmptyLists) {
     EXPECT_EQ(Generated("7k/6Q1/6K1/8/8/8/8/8 b - - 0 1").list.size(), 0); // mate

@@ -1,4 +1,6 @@
-// The search: mate distances, draws, limits, windows, exchanges and the ply bound.
+// The search: mate distances, draws, limits, windows, exchanges, the ply bound and a tactical set.
+#include <fstream>
+
 #include <gtest/gtest.h>
 
 #include "search_test_util.h"
@@ -110,4 +112,19 @@ TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
     EXPECT_LT(ending.a->get_seldepth(), Analysis::max_ply);
     EXPECT_GE(ending.a->get_iteration(), 20);
     EXPECT_LE(ending.a->pv().size(), PrincipalVariation::capacity);
+}
+
+// Positions with one clearly right move: a mate against none, or a queen or rook won against nothing
+// (the next move is at least three pawns worse). Any sound search finds them at a modest fixed depth, so
+// a miss is a fault, not a change of taste.
+TEST(Tactics, FixedDepthFindsTheUnambiguousMove) {
+    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/tactics.txt");
+    int positions = 0;
+    for (std::string line; std::getline(in, line); ++positions) {
+        const std::size_t cut = line.find(" ; ");
+        Search s(line.substr(0, cut), 6);
+        s.run();
+        EXPECT_EQ(s.a->best_move().algebraic(), line.substr(cut + 3)) << line;
+    }
+    EXPECT_EQ(positions, 14);
 }
