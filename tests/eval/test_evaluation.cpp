@@ -98,8 +98,7 @@ TEST(Evaluation, ReportHasALinePerTermAndTheTotal) {
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     ASSERT_EQ(lines.size(), Weight::size + 2u);
-    EXPECT_EQ(lines[0].substr(0, 30), "material                      ");
-    EXPECT_EQ(lines[v_stm].substr(0, 3), "stm");
+    EXPECT_EQ(lines[v_stm].substr(0, 3), "stm"); // the terms in the order of the weights
     EXPECT_EQ(lines.back(), "Total score: 14     (white's point of view)");
 }
 
