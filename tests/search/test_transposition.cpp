@@ -1,10 +1,7 @@
+// The transposition table: records, buckets and their replacement, sizes, clears, lent memory, table moves.
 #include <gtest/gtest.h>
 
-#include <string>
-
-#include "board/chessposition.h"
-#include "search/tables.h"
-#include "search/transposition.h"
+#include "search_test_util.h"
 
 namespace {
 
@@ -150,16 +147,8 @@ TEST(TranspositionTable, AClearAfterAnyWriteLeavesEveryBucketEmptyAndHashfullCou
     EXPECT_FALSE(tt.read(probe));
 }
 
-class TTmoveInPosition : public ::testing::Test {
-  protected:
-    static Tables &tables() {
-        static Tables t;
-        return t;
-    }
-    ChessPosition position{tables()};
-};
-
-TEST_F(TTmoveInPosition, RebuildsPiecesFromTheBoard) {
+TEST(TTmove, RebuildsPiecesFromTheBoard) {
+    ChessPosition position(tables());
     position.fen("r3k2r/1P6/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
     const Move ep(Square(36), Square(43), en_passant, wpawn, bpawn); // e5xd6
     EXPECT_EQ(TTmove(ep)(position).word(), ep.word() & 0xFFFFFF);
