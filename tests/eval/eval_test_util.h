@@ -30,15 +30,19 @@ inline std::vector<std::string> perft_fens() {
     return out;
 }
 
-// Makes up to n random legal moves (fewer at mate or stalemate).
-inline void random_walk(ChessPosition &pos, int n, std::mt19937 &rng) {
+// Makes up to n random legal moves; returns the moves made (stops early at mate or stalemate).
+inline std::vector<Move> random_walk(ChessPosition &pos, int n, std::mt19937 &rng) {
     MoveGenerator gen(tables());
+    std::vector<Move> made;
     for (int i = 0; i < n; ++i) {
         MoveList list;
         gen.generate_moves(pos, list);
         if (list.size() == 0) break;
-        pos.make_move(list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))]);
+        const Move m = list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))];
+        pos.make_move(m);
+        made.push_back(m);
     }
+    return made;
 }
 
 // The linear score of the last evaluation rebuilt from its variables, before rounding, the halving for
