@@ -108,11 +108,6 @@ TEST(Perft, ReferenceCounts) {
     }
 }
 
-TEST(MoveGenerator, MateAndStalemateGiveEmptyLists) {
-    EXPECT_EQ(Generated("7k/6Q1/6K1/8/8/8/8/8 b - - 0 1").list.size(), 0); // mate
-    EXPECT_EQ(Generated("7k/8/6QK/8/8/8/8/8 b - - 0 1").list.size(), 0);   // stalemate
-}
-
 TEST(MoveGenerator, EvasionsOnlyAndDoubleCheckAllowsOnlyKingMoves) {
     // Single check by a rook: capture, block or step aside.
     Generated single("4k3/8/8/8/8/8/4r3/R3K3 w - - 0 1");
