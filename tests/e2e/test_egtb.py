@@ -47,35 +47,13 @@ def test_bishop_and_knight_mate_as_announced_with_the_smallest_hash(binary):
     assert e.quit() == 0
 
 
-def test_queen_against_rook_survives_a_hash_resize(binary):
-    e = Engine(binary)
-    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
-    # The table lives in the transposition table's memory: a resize releases it, the next search rebuilds.
-    e.send("setoption name Hash value 16")
-    e.isready()
-    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
-    # The defender gets the longest defence from the finished table.
-    move, _ = go(e, QUEEN_ROOK, ["b1h1"])
-    assert move in ("e5d4", "e5d5", "e5e4", "e5f4", "e5d6", "e5e6", "e5f5", "e5f6"), move
-    # Other material plays on normally and gives the memory back.
-    e.send("position startpos")
-    e.go("go depth 6")
-    e.send("setoption name Hash value 6")
-    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
-    assert e.quit() == 0
-
-
-def test_the_build_yields_to_the_clock_and_to_stop(binary):
+def test_the_build_yields_to_the_clock_stop_and_a_hash_resize(binary):
     e = Engine(binary)
     e.isready()
     # Three seconds left is below the reserve the queen-and-rook build needs: an ordinary quick search.
     start = time.monotonic()
     move, _ = go(e, QUEEN_ROOK, command="go wtime 3000 btime 3000")
     assert time.monotonic() - start < within(1.5) and move != "0000"
-    # Without a clock nothing is built: "go depth 3" answers at once.
-    start = time.monotonic()
-    assert go(e, QUEEN_ROOK, command="go depth 3")[0] == "b1h1"
-    assert time.monotonic() - start < within(0.5)
     # "stop" ends a search that is building the table.
     e.send("position fen " + QUEEN_ROOK)
     e.send("go wtime 600000 btime 600000")
@@ -86,10 +64,13 @@ def test_the_build_yields_to_the_clock_and_to_stop(binary):
     assert time.monotonic() - start < within(1.0)
     # With time enough the build goes on to the end.
     assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
+    # The table lives in the transposition table's memory: a resize releases it, the next search rebuilds.
+    e.send("setoption name Hash value 16")
+    e.isready()
+    assert with_table(e, QUEEN_ROOK) == ("b1h1", 10)
     assert e.quit() == 0
 
 
 if __name__ == "__main__":
     main([test_bishop_and_knight_mate_as_announced_with_the_smallest_hash,
-          test_queen_against_rook_survives_a_hash_resize,
-          test_the_build_yields_to_the_clock_and_to_stop])
+          test_the_build_yields_to_the_clock_stop_and_a_hash_resize])

@@ -10,6 +10,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.dirname(__file__))
+from test_bench_nodes import POSITION_NODES
 from uci_driver import Engine, main
 
 START_KEY = 0x463B96181691FC9C
@@ -33,27 +34,12 @@ def bench_nodes(lines):
     return nodes
 
 
-def sanitized(binary):
-    with open(binary, "rb") as f:
-        return b"__asan_init" in f.read()
-
-
-def test_bench_on_the_command_line_and_over_uci(binary):
+def test_bench_on_the_command_line(binary):
     run = subprocess.run([binary, "bench"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                          stderr=subprocess.PIPE, timeout=600)
     assert run.returncode == 0, run.stderr
-    first = bench_nodes(run.stdout.decode().splitlines())
-    e = Engine(binary)
-    if sanitized(binary):  # a second bench would take minutes: the release build's test runs it
-        print("note: one bench only in a sanitizer build")
-    else:
-        e.send("bench")
-        lines = e.expect(lambda l: l.startswith("nps:"), 300)
-        lines.append(e.readline())
-        assert bench_nodes(lines) == first  # the signature of the build: the same on every run
-    e.send("position startpos")  # the engine goes on serving after the bench
-    assert e.perft("position startpos", 1)[-1] == "Nodes searched: 20"
-    assert e.quit() == 0
+    # The signature of the build: the same counts as the bench over UCI, on every run.
+    assert bench_nodes(run.stdout.decode().splitlines()) == POSITION_NODES
     for args in (["benchx"], ["bench", "1"], ["--help"]):
         bad = subprocess.run([binary] + args, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                              stderr=subprocess.PIPE, timeout=30)
@@ -73,13 +59,8 @@ def test_usermove_testpos_and_eval(binary):
     testpos = "b4bN1/4p1p1/1Q1p2K1/q1np4/3p1Rnk/6pr/4Rppr/3N4 w - - 0 1"
     for depth in (1, 2):
         assert e.perft("position testpos", depth) == e.perft("position fen " + testpos, depth)
-    e.send("position testpos")
-    e.send("eval")
-    by_name = e.expect(lambda l: l.startswith("Total score: "))
-    e.send("position fen " + testpos)
-    e.send("eval")
-    assert e.expect(lambda l: l.startswith("Total score: ")) == by_name
-    assert by_name[-1] != "Total score: 14     (white's point of view)"  # not the start position
+    e.send("eval")  # the report of the position set last, not of the start position
+    assert e.expect(lambda l: l.startswith("Total score: "))[-1] != "Total score: 14     (white's point of view)"
     assert e.quit() == 0
 
 
@@ -107,17 +88,12 @@ def test_debug_writes_the_log_files(binary):
         assert len(evals) > 10 and all(re.match(r"^\S+ [wb] \S+ \S+ \d+ \d+ : -?\d+$", l) for l in evals), evals[:3]
 
 
-def book(path, key, move):
+def book(path, *records):
+    """A Polyglot book of (key, move) records, the moves in coordinates, each of weight 1."""
+    square = lambda name: "abcdefgh".index(name[0]) + 8 * (int(name[1]) - 1)
     with open(path, "wb") as f:
-        f.write(struct.pack(">QHHI", key, move, 1, 0))
-
-
-def square(name):
-    return "abcdefgh".index(name[0]) + 8 * (int(name[1]) - 1)
-
-
-def bk(text):
-    return square(text[2:4]) | square(text[:2]) << 6
+        for key, move in records:
+            f.write(struct.pack(">QHHI", key, square(move[2:4]) | square(move[:2]) << 6, 1, 0))
 
 
 SYSTEM_BOOKS = ("/usr/local/games/dravnik.files", "/usr/games/dravnik.files")
@@ -125,19 +101,15 @@ SYSTEM_BOOKS = ("/usr/local/games/dravnik.files", "/usr/games/dravnik.files")
 
 def isolated_engine(binary, tmp, places):
     """The engine in a mount namespace of its own whose games folders are empty but for the given books."""
-    script = os.path.join(tmp, "engine.sh")
-    lines = ["#!/bin/sh", "set -e", "mount -t tmpfs tmpfs /usr/local/games", "mount -t tmpfs tmpfs /usr/games"]
+    commands = ["mount -t tmpfs tmpfs /usr/local/games", "mount -t tmpfs tmpfs /usr/games"]
     for folder in SYSTEM_BOOKS:
-        lines.append("mkdir -p %s" % folder)
+        commands.append("mkdir -p " + folder)
         if folder in places:
-            lines.append("cp %s %s/Dravnik.bin" % (places[folder], folder))
-    lines.append("exec %s" % os.path.abspath(binary))
-    with open(script, "w") as f:
-        f.write("\n".join(lines) + "\n")
-    os.chmod(script, 0o755)
+            commands.append("cp %s %s/Dravnik.bin" % (places[folder], folder))
+    commands.append("exec " + os.path.abspath(binary))
     wrapper = os.path.join(tmp, "isolated.sh")
     with open(wrapper, "w") as f:
-        f.write("#!/bin/sh\nexec unshare -m %s\n" % script)
+        f.write("#!/bin/sh\nexec unshare -m sh -ec '%s'\n" % "; ".join(commands))
     os.chmod(wrapper, 0o755)
     return Engine(wrapper, cwd=tmp)
 
@@ -158,7 +130,7 @@ def book_answer(e, moves=""):
     return None if any(l.startswith("info depth") for l in lines) else lines[-1].split()[1]
 
 
-def test_book_places_in_order_and_the_young_game_rule(binary):
+def test_book_places_in_order_and_when_the_book_answers(binary):
     if not can_isolate():
         print("#" * 60 + "\nSKIPPED test_book_places_in_order: needs root and unshare -m\n" + "#" * 60)
         return
@@ -166,7 +138,7 @@ def test_book_places_in_order_and_the_young_game_rule(binary):
         books = {}
         for name, move in (("local", "e2e4"), ("games", "d2d4"), ("cwd", "c2c4")):
             books[name] = os.path.join(tmp, name + ".bin")
-            book(books[name], START_KEY, bk(move))
+            book(books[name], (START_KEY, move))
         shutil.copy(books["cwd"], os.path.join(tmp, "Dravnik.bin"))
         every = {SYSTEM_BOOKS[0]: books["local"], SYSTEM_BOOKS[1]: books["games"]}
         for places, expected in ((every, "e2e4"), ({SYSTEM_BOOKS[1]: books["games"]}, "d2d4"), ({}, "c2c4")):
@@ -180,17 +152,22 @@ def test_book_places_in_order_and_the_young_game_rule(binary):
         assert e.quit() == 0
 
         # The book answers while the game history holds fewer than 25 positions.
-        with open(os.path.join(tmp, "Dravnik.bin"), "wb") as f:
-            f.write(struct.pack(">QHHI", KNIGHTS_OUT_AND_BACK_KEY, bk("b8c6"), 1, 0))
-            f.write(struct.pack(">QHHI", START_KEY, bk("b1c3"), 1, 0))
+        book(os.path.join(tmp, "Dravnik.bin"), (KNIGHTS_OUT_AND_BACK_KEY, "b8c6"), (START_KEY, "b1c3"))
         e = isolated_engine(binary, tmp, {})
         shuffle = " ".join(["g1f3 g8f6 f3g1 f6g8"] * 5)
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1") == "b8c6"  # 23 moves: 24 positions
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1 f6g8") is None  # 24 moves: 25 positions
         assert book_answer(e, "g1f3 g8f6 f3g1 f6g8") == "b1c3"
+        # Analysis and pondering want a search, never an instant book move.
+        for go in ("go infinite", "go ponder wtime 60000 btime 60000"):
+            e.send("position startpos")
+            e.send(go)
+            assert not any(l.startswith("bestmove") for l in e.expect(lambda l: l.startswith("info depth"), 5)), go
+            e.send("stop")
+            e.expect(lambda l: l.startswith("bestmove"), 5)
         assert e.quit() == 0
 
 
 if __name__ == "__main__":
-    main([test_bench_on_the_command_line_and_over_uci, test_usermove_testpos_and_eval,
-          test_debug_writes_the_log_files, test_book_places_in_order_and_the_young_game_rule])
+    main([test_bench_on_the_command_line, test_usermove_testpos_and_eval,
+          test_debug_writes_the_log_files, test_book_places_in_order_and_when_the_book_answers])

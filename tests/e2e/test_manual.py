@@ -6,25 +6,9 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import Engine, main
+from uci_driver import Engine, ensure, main, skip
 
 PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "doc", "dravnik.6")
-SKIP = 77  # ctest reports this exit code as "skipped"
-
-
-def ensure(tool, package):
-    if shutil.which(tool):
-        return True
-    if os.geteuid() == 0 and shutil.which("apt-get"):
-        for cmd in (["apt-get", "install", "-y", package], ["apt-get", "update"],
-                    ["apt-get", "install", "-y", package]):
-            try:
-                subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
-            except (OSError, subprocess.TimeoutExpired):
-                break
-            if shutil.which(tool):
-                return True
-    return bool(shutil.which(tool))
 
 
 def rendered():
@@ -70,7 +54,6 @@ def test_documents_every_option_and_command(binary):
 
 
 if __name__ == "__main__":
-    if not ensure("groff", "groff-base"):
-        print("#" * 60 + "\nSKIPPED: groff is missing and groff-base could not be installed\n" + "#" * 60)
-        sys.exit(SKIP)
+    if not ensure(lambda: shutil.which("groff"), "groff-base"):
+        skip("groff is missing and groff-base could not be installed")
     main([test_renders_cleanly, test_documents_every_option_and_command])

@@ -7,23 +7,15 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import TIME_SCALE, Engine, main, within
-
-SCORED = re.compile(r"^info depth \d+ seldepth \d+( multipv \d+)? score (cp -?\d+|mate -?\d+) time \d+ "
-                    r"nodes \d+ nps \d+ pv( [a-h][1-8][a-h][1-8][qrbn]?)+ $")
-
-
-def legal_moves(e, position):
-    """The legal moves of a position, from the engine's own perft divide."""
-    lines = e.perft(position, 1)
-    return {l.split(":")[0] for l in lines[:-2]}
+from test_bench_nodes import POSITION_NODES
+from uci_driver import INFO, TIME_SCALE, Engine, main, within
 
 
 def search(e, position, go, timeout=30.0):
     """Lines of one search up to bestmove, checking that a scored line came before it."""
     e.send(position)
     lines = e.go(go, timeout)
-    assert any(SCORED.match(l) for l in lines[:-1]), (position, go, lines)
+    assert any(INFO.match(l) for l in lines[:-1]), (position, go, lines)
     return lines
 
 
@@ -78,7 +70,7 @@ def test_every_search_prints_a_scored_line(binary):
     e.send("position startpos")
     e.send("go infinite")
     e.send("stop")
-    assert any(SCORED.match(l) for l in e.expect(lambda l: l.startswith("bestmove"), 5))
+    assert any(INFO.match(l) for l in e.expect(lambda l: l.startswith("bestmove"), 5))
     search(e, "position startpos", "go nodes 1")
     assert e.quit() == 0
 
@@ -92,12 +84,12 @@ def test_hash_of_two_gigabytes_and_bench_after_limits(binary):
     if TIME_SCALE > 1:  # the fixed bench takes minutes in an unoptimised build
         assert e.quit() == 0
         return
-    # A bench after a node-limited search does its full fixed work.
+    # A bench after a node-limited search does its own fixed work.
     search(e, "position startpos", "go nodes 1000")
     e.send("bench")
     lines = e.expect(lambda l: l.startswith("nodes:"), 120)
     per_position = [int(re.search(r"  nodes=(\d+) ", l).group(1)) for l in lines if l.startswith("position:")]
-    assert len(per_position) == 3 and min(per_position) > 100000, lines
+    assert per_position == POSITION_NODES, lines
     assert e.quit() == 0
 
 
@@ -124,18 +116,20 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     lines = search(e, "position startpos moves e2e4 e7e5", "go wtime 10000 btime 10000 winc 100 binc 100")
     words = lines[-1].split()
     played = words[1]
-    replies = sorted(legal_moves(e, "position startpos moves e2e4 e7e5 " + played))
+    replies = e.legal_moves("position startpos moves e2e4 e7e5 " + played)
     ponder = words[3] if len(words) > 3 else replies[0]
     game = "position startpos moves e2e4 e7e5 %s %s" % (played, ponder)
-    # Hit: the opponent played the expected move; the search goes on as a normal one and answers in time.
+    # Hit: the opponent played the expected move. Until then the search holds its move, even well past a
+    # clock it would have used up; after it, it goes on as a normal one and answers in time.
     e.send(game)
-    e.send("go ponder wtime 10000 btime 10000 winc 100 binc 100")
-    time.sleep(0.3)
+    e.send("go ponder wtime 1000 btime 1000 winc 100 binc 100")
+    time.sleep(1.5)
+    assert not any(l.startswith("bestmove") for l in e.isready(5))
     start = time.monotonic()
     e.send("ponderhit")
     lines = e.expect(lambda l: l.startswith("bestmove"), 5)
     assert time.monotonic() - start < within(2.0)
-    assert lines[-1].split()[1] in legal_moves(e, game)
+    assert lines[-1].split()[1] in e.legal_moves(game)
     # Miss: the GUI stops the ponder search, ignores its move and sends the position really reached.
     e.send(game)
     e.send("go ponder wtime 10000 btime 10000 winc 100 binc 100")
@@ -145,7 +139,7 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     other = [m for m in replies if m != ponder][0]
     real = "position startpos moves e2e4 e7e5 %s %s" % (played, other)
     lines = search(e, real, "go wtime 10000 btime 10000 winc 100 binc 100", 5)
-    assert lines[-1].split()[1] in legal_moves(e, real), (real, lines[-1])
+    assert lines[-1].split()[1] in e.legal_moves(real), (real, lines[-1])
     assert e.quit() == 0
 
 

@@ -1,6 +1,8 @@
 """A minimal UCI peer for end-to-end tests: starts the engine and exchanges lines with time-outs."""
 import os
+import re
 import select
+import shutil
 import subprocess
 import sys
 import time
@@ -10,9 +12,41 @@ import time
 TIME_SCALE = float(os.environ.get("DRAVNIK_TIME_SCALE", "1"))
 
 
+SKIP = 77  # ctest reports this exit code as "skipped"
+
+# A scored line of a search: what a GUI needs before "bestmove".
+INFO = re.compile(r"^info depth \d+ seldepth \d+( multipv \d+)? score (cp -?\d+|mate -?\d+) time \d+ "
+                  r"nodes \d+ nps \d+ pv( [a-h][1-8][a-h][1-8][qrbn]?)+ $")
+
+
 def within(seconds):
     """A wall-clock bound of the optimised build, scaled for the build under test."""
     return seconds * TIME_SCALE
+
+
+def bestmove(lines):
+    assert lines[-1].startswith("bestmove "), lines[-1]
+    return lines[-1].split()[1]
+
+
+def ensure(present, package):
+    """Whether present() holds, installing the Debian package first where root may (a second try after an
+    update of the package lists)."""
+    if not present() and os.geteuid() == 0 and shutil.which("apt-get"):
+        for cmd in (["apt-get", "install", "-y", package], ["apt-get", "update"],
+                    ["apt-get", "install", "-y", package]):
+            try:
+                subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
+            except (OSError, subprocess.TimeoutExpired):
+                break
+            if present():
+                break
+    return present()
+
+
+def skip(reason):
+    print("#" * 60 + "\nSKIPPED: " + reason + "\n" + "#" * 60)
+    sys.exit(SKIP)
 
 
 class Engine:
@@ -59,6 +93,10 @@ class Engine:
         self.send(position)
         self.send("go perft %d" % depth)
         return self.expect(lambda l: l.startswith("Nodes searched:"), timeout)
+
+    def legal_moves(self, position):
+        """The legal moves of a position, from the engine's own perft divide."""
+        return sorted(l.split(":")[0] for l in self.perft(position, 1, 30)[:-2])
 
     def go(self, command, timeout=30.0):
         """Sends a "go" command; the lines up to and including "bestmove"."""

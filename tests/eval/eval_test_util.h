@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "board/chessposition.h"
+#include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
 
 namespace evaltest {
@@ -42,6 +43,16 @@ inline std::vector<Move> random_walk(ChessPosition &pos, int n, std::mt19937 &rn
         made.push_back(m);
     }
     return made;
+}
+
+// The linear score of the last evaluation rebuilt from its variables, before rounding, the halving for
+// opposite-coloured bishops and the special endgames.
+inline float linear(Evaluation &e) {
+    float acc = 0.0f;
+    for (int i = 0; i < Weight::size; ++i)
+        acc += e.variable_vector()[i] * e.weight_mg_vector()[i] * e.mg_factor() +
+               e.variable_vector()[i] * e.weight_eg_vector()[i] * e.eg_factor();
+    return acc;
 }
 
 } // namespace evaltest

@@ -1,5 +1,7 @@
-// Special endgame evaluators on hand-checked positions; scores are white's unless stated.
+// Special endgame evaluators on hand-checked positions (scores are white's unless stated), and every one of
+// them scoring a position, its colour mirror and its left-right mirror alike for the side to move.
 #include <cmath>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -16,17 +18,25 @@ int eval(const std::string &fen) {
     Evaluation e(pos, tables());
     return e.static_eval();
 }
-float linear_last(const std::string &fen, int &score) {
-    ChessPosition pos(tables());
-    pos.fen(fen);
-    Evaluation e(pos, tables());
-    score = e.static_eval();
-    float acc = 0.0f;
-    for (int i = 0; i < Weight::size; ++i)
-        acc += e.variable_vector()[i] * e.weight_mg_vector()[i] * e.mg_factor() +
-               e.variable_vector()[i] * e.weight_eg_vector()[i] * e.eg_factor();
-    return std::roundf(acc / (e.variable_vector()[v_opposite_colored_bishops] + 1.0f));
+// A random legal placement of the pieces (white's in upper case, then black's), either side to move.
+std::string random_fen(const std::string &pieces, std::mt19937 &rng) {
+    ChessPosition p(tables());
+    for (;;) {
+        p.clear();
+        bool ok = true;
+        for (char piece : pieces) {
+            const Square s(static_cast<int>(rng() % 64));
+            const bool pawn = piece == 'P' || piece == 'p';
+            ok = ok && !p.get_piece_id_from(s) && !(pawn && (s.id() < 8 || s.id() >= 56));
+            if (ok) p.set_piece_on(s, static_cast<int>(std::string(".PNBRQK..pnbrqk").find(piece)));
+        }
+        if (!ok) continue;
+        if (rng() % 2) p.switch_color_to_move();
+        p.fen(p.fen());
+        if (p.setup_error().empty()) return p.fen();
+    }
 }
+
 } // namespace
 
 TEST(Endgames, KingAndPawnAgainstKing) {
@@ -57,12 +67,41 @@ TEST(Endgames, MatingMaterial) {
 TEST(Endgames, WrongBishopAndRookEndings) {
     EXPECT_EQ(eval("k7/8/P7/8/8/8/8/2B1K3 w - - 0 1"), 0); // dark bishop cannot cover a8
     EXPECT_EQ(eval("7k/8/7P/8/8/8/8/3BK3 w - - 0 1"), 0);  // light bishop cannot cover h8
-    int score = 0;
-    const float last = linear_last("k7/8/P7/8/8/8/8/3BK3 w - - 0 1", score);
-    EXPECT_EQ(score, static_cast<int>(last));
+    // The right bishop: no special rule, the linear score stands.
+    ChessPosition pos(tables());
+    pos.fen("k7/8/P7/8/8/8/8/3BK3 w - - 0 1");
+    Evaluation e(pos, tables());
+    const int score = e.static_eval();
+    EXPECT_EQ(score, static_cast<int>(std::roundf(evaltest::linear(e))));
     EXPECT_GT(score, 200);
 
     EXPECT_EQ(eval("r7/8/4P3/4K3/k7/8/8/7R w - - 0 1"), 200); // 100 * (4 - 2) + 10 - 10
     EXPECT_EQ(eval("r7/8/8/8/1k6/8/4P3/4K2R w - - 0 1"), 10); // the defender is close: floor of 10
     EXPECT_EQ(eval("7r/8/8/K7/4k3/4p3/8/R7 b - - 0 1"), 200); // colour mirror, black to move
+}
+
+// Over random placements of each ending's pieces.
+TEST(EndgameMirrors, EverySpecialEndingIsColourAndSideSymmetric) {
+    // Each ending with the stronger side white; the colour mirror covers black as the stronger side.
+    const char *endings[] = {"KNNk", "KBNk", "KBPk", "KPk", "KRk", "KBBk", "KQk", "KQkr", "KRPkr"};
+    std::mt19937 rng(77);
+    // One evaluation per board, as in a search: building one allocates its caches.
+    ChessPosition p(tables()), flipped(tables()), flopped(tables());
+    Evaluation ep(p, tables()), ef(flipped, tables()), eo(flopped, tables());
+    for (const char *ending : endings) {
+        for (int i = 0; i < 200; ++i) {
+            const std::string fen = random_fen(ending, rng);
+            p.fen(fen);
+            flipped.fen(fen);
+            flipped.flip();
+            flopped.fen(fen);
+            flopped.flop();
+            ep.init();
+            ef.init();
+            eo.init();
+            const int s = ep.static_eval();
+            ASSERT_EQ(s, ef.static_eval()) << ending << ": " << fen << " vs " << flipped.fen();
+            ASSERT_EQ(s, eo.static_eval()) << ending << ": " << fen << " vs " << flopped.fen();
+        }
+    }
 }

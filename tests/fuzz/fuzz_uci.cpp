@@ -53,17 +53,12 @@ Harness &harness() {
     return h;
 }
 
-std::vector<std::string> words_of(const std::string &line) {
-    std::istringstream in(line);
-    std::vector<std::string> words;
-    for (std::string w; in >> w;)
-        words.push_back(w);
-    return words;
-}
-
 // The line as the harness passes it on, or "" to leave it out.
 std::string tame(const std::string &line) {
-    const std::vector<std::string> w = words_of(line);
+    std::istringstream in(line);
+    std::vector<std::string> w;
+    for (std::string word; in >> word;)
+        w.push_back(word);
     if (w.empty()) return line;
     if (w[0] == "bench" || w[0] == "quit") return "";
     if (w[0] == "setoption")

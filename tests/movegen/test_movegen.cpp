@@ -1,11 +1,16 @@
-// Generator corner cases: order of the list, check flags and the legality tests.
+// The generator: perft counts against reference figures for standard and Chess960 positions, corner cases,
+// the order of the list, check flags, and legality with make and unmake over random games.
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <random>
+#include <sstream>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "movegen/movegenerator.h"
+#include "movegen/perft.h"
 
 namespace {
 const BoardTables &tables() {
@@ -31,17 +36,76 @@ struct Generated {
         const auto t = texts(chess960);
         return std::find(t.begin(), t.end(), text) != t.end();
     }
-    const Move *find(const std::string &text) const {
-        for (const Move &m : list)
-            if (m.algebraic() == text) return &m;
-        return nullptr;
-    }
 };
+
+struct PerftCase {
+    std::string fen;
+    int depth;
+    std::uint64_t nodes;
+};
+
+std::vector<PerftCase> load_cases(std::uint64_t limit) {
+    std::vector<PerftCase> cases;
+    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string fen, part;
+        std::getline(fields, fen, ';');
+        while (std::getline(fields, part, ';')) {
+            int depth = 0;
+            unsigned long long nodes = 0;
+            if (std::sscanf(part.c_str(), "D%d %llu", &depth, &nodes) == 2 && nodes <= limit)
+                cases.push_back({fen, depth, nodes});
+        }
+    }
+    return cases;
+}
+
+std::uint64_t node_limit() {
+    if (std::getenv("DRAVNIK_PERFT_FULL")) return ~0ULL;
+#ifdef NDEBUG
+    return 5000000;
+#else
+    return 300000; // the per-node consistency checks of debug builds are slow
+#endif
+}
+
+std::vector<std::string> perft_fens() {
+    std::vector<std::string> fens;
+    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
+    for (std::string line; std::getline(in, line);)
+        if (line.find('/') != std::string::npos) fens.push_back(line.substr(0, line.find(';')));
+    return fens;
+}
+
+// Makes every move to depth, comparing each move's check flag with the position's own check test.
+int compare_flags(ChessPosition &p, MoveGenerator &gen, int depth, std::string &first_fault) {
+    MoveList list;
+    gen.generate_moves(p, list);
+    int checks = 0;
+    for (const Move &m : list) {
+        p.make_move(m);
+        if (p.check() != m.check() && first_fault.empty()) first_fault = p.fen() + " after " + m.algebraic();
+        checks += p.check();
+        if (depth > 1) checks += compare_flags(p, gen, depth - 1, first_fault);
+        p.unmake_move();
+    }
+    return checks;
+}
 } // namespace
 
-TEST(MoveGenerator, MateAndStalemateGiveEmptyLists) {
-    EXPECT_EQ(Generated("7k/6Q1/6K1/8/8/8/8/8 b - - 0 1").list.size(), 0); // mate
-    EXPECT_EQ(Generated("7k/8/6QK/8/8/8/8/8 b - - 0 1").list.size(), 0);   // stalemate
+TEST(Perft, ReferenceCounts) {
+    const auto cases = load_cases(node_limit());
+    ASSERT_GT(cases.size(), 100u);
+    ChessPosition pos(tables());
+    MoveGenerator gen(tables());
+    for (const PerftCase &c : cases) {
+        pos.fen(c.fen);
+        const std::string before = pos.fen();
+        EXPECT_EQ(perft(pos, gen, c.depth), c.nodes) << c.fen << " depth " << c.depth;
+        EXPECT_EQ(pos.fen(), before) << "make/unmake did not restore " << c.fen;
+    }
 }
 
 TEST(MoveGenerator, EvasionsOnlyAndDoubleCheckAllowsOnlyKingMoves) {
@@ -69,7 +133,7 @@ TEST(MoveGenerator, EnPassantThatExposesTheKingAlongTheRankIsNotGenerated) {
     EXPECT_TRUE(evasion.has("e4d3"));
 }
 
-TEST(MoveGenerator, ListOrderCapturesByVictimThenQuietByPieceKind) {
+TEST(MoveGenerator, ListOrderCapturesByVictimAndCastlingLast) {
     // Queen victim, rook victim, knight victim (pawn before rook), then the straight promotions (no victim).
     Generated g("r1q4k/1P6/8/8/8/n7/1PP4P/R3K2R w KQ - 0 1");
     const auto t = g.texts();
@@ -77,47 +141,13 @@ TEST(MoveGenerator, ListOrderCapturesByVictimThenQuietByPieceKind) {
     EXPECT_EQ(std::vector<std::string>(t.begin(), t.begin() + 14),
               (std::vector<std::string>{"b7c8q", "b7c8r", "b7c8b", "b7c8n", "b7a8q", "b7a8r", "b7a8b",
                                         "b7a8n", "b2a3", "a1a3", "b7b8q", "b7b8r", "b7b8b", "b7b8n"}));
-    // Quiet moves: rooks before pawns before the king; castling last, walked from the a-file up.
-    auto pos_of = [&t](const std::string &m) { return std::find(t.begin(), t.end(), m) - t.begin(); };
-    EXPECT_LT(pos_of("a1a2"), pos_of("b2b3"));
-    EXPECT_LT(pos_of("b2b3"), pos_of("e1d1"));
+    // Castling last, walked from the a-file up.
     EXPECT_EQ(t[t.size() - 2], "e1c1");
     EXPECT_EQ(t.back(), "e1g1");
-}
-
-TEST(MoveGenerator, EqualVictimsKeepCapturerOrderPawnFirst) {
-    Generated g("4k3/8/8/3p4/2P5/2N5/8/3QK3 w - - 0 1");
-    const auto t = g.texts();
-    ASSERT_GE(t.size(), 3u);
-    EXPECT_EQ(t[0], "c4d5");
-    EXPECT_EQ(t[1], "c3d5"); // knight before queen
-    EXPECT_EQ(t[2], "d1d5");
-}
-
-TEST(MoveGenerator, CheckFlags) {
-    Generated g("4k3/8/8/8/8/3B4/8/R3K1N1 w Q - 0 1");
-    auto flag = [&g](const std::string &m) {
-        const Move *mv = g.find(m);
-        EXPECT_NE(mv, nullptr) << m;
-        return mv && mv->check();
-    };
-    EXPECT_TRUE(flag("a1a8")); // rook along the back rank
-    EXPECT_FALSE(flag("g1f3"));
-    EXPECT_TRUE(flag("d3b5")); // bishop on the king's diagonal
-    EXPECT_TRUE(flag("d3g6"));
-    EXPECT_FALSE(flag("d3c4"));
-    EXPECT_FALSE(flag("e1c1")); // the rook lands on d1, off the king's lines
-    Generated castle_check("3k4/8/8/8/8/8/8/R3K3 w Q - 0 1");
-    EXPECT_TRUE(castle_check.find("e1c1") && castle_check.find("e1c1")->check()); // rook on d1 checks d8
-    Generated disc("4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1");
-    for (const Move &m : disc.list)
-        if (m.piece_id() == wknight) {
-            EXPECT_TRUE(m.check()) << m.algebraic();
-        }
-    // En passant: the capturing pawn leaves e5 and opens the bishop's diagonal to h8.
-    Generated ep2("7k/8/8/3pP3/8/8/8/B3K3 w - d6 0 1");
-    ASSERT_NE(ep2.find("e5d6"), nullptr);
-    EXPECT_TRUE(ep2.find("e5d6")->check());
+    // Equal victims: pawn, knight, queen.
+    const auto eq = Generated("4k3/8/8/3p4/2P5/2N5/8/3QK3 w - - 0 1").texts();
+    EXPECT_EQ(std::vector<std::string>(eq.begin(), eq.begin() + 3),
+              (std::vector<std::string>{"c4d5", "c3d5", "d1d5"}));
 }
 
 TEST(MoveGenerator, Chess960CastlingRules) {
@@ -133,17 +163,16 @@ TEST(MoveGenerator, Chess960CastlingRules) {
     EXPECT_TRUE(noshield.has("c1b1", true));
 }
 
-// Along random games from every reference position: the count agrees with the list, every listed move
-// keeps the own king safe, and the check flag says whether the move really checks (castling aside, whose
-// flag looks at the rook alone).
-TEST(MoveGenerator, CountLegalityAndCheckFlagsAgreeWithMakingTheMoves) {
-    std::vector<std::string> fens;
-    std::ifstream in(std::string(DRAVNIK_TEST_DATA) + "/perft.txt");
-    for (std::string line; std::getline(in, line);)
-        fens.push_back(line.substr(0, line.find(';')));
+// Along random games from every reference position: the count agrees with the list, and every listed move
+// keeps the own king safe, keeps the keys, the material and the board consistent, and is undone exactly.
+TEST(MoveGenerator, MovesAreLegalAndMakeAndUnmakeRestoreEverything) {
+    const std::vector<std::string> fens = perft_fens();
     ASSERT_GT(fens.size(), 20u);
     MoveGenerator gen(tables());
     std::mt19937 rng(2024);
+    auto state = [](const ChessPosition &q) {
+        return std::make_tuple(q.fen(), q.key(), q.get_pawnhash(), q.materialindex().index());
+    };
     int positions = 0;
     for (const std::string &fen : fens)
         for (int game = 0; game < 4; ++game) {
@@ -154,19 +183,51 @@ TEST(MoveGenerator, CountLegalityAndCheckFlagsAgreeWithMakingTheMoves) {
                 gen.generate_moves(pos, list);
                 ASSERT_EQ(gen.count_moves(pos), list.size()) << pos.fen();
                 if (list.size() == 0) break;
+                const auto before = state(pos);
+                const int own_king = pos.white_to_move() ? wking : bking;
                 for (const Move &m : list) {
-                    ChessPosition after = pos;
-                    after.make_move(m);
-                    const BitBoard own_king = after.pieces(pos.white_to_move() ? wking : bking);
-                    ASSERT_FALSE(pos.white_to_move() ? after.black_attacks(own_king)
-                                                     : after.white_attacks(own_king))
-                        << pos.fen() << " " << m.algebraic(true);
-                    if (m.code() != castling) {
-                        ASSERT_EQ(m.check(), after.check()) << pos.fen() << " " << m.algebraic(true);
-                    }
+                    pos.make_move(m);
+                    ASSERT_FALSE(own_king == wking ? pos.black_attacks(pos.pieces(wking))
+                                                   : pos.white_attacks(pos.pieces(bking)))
+                        << std::get<0>(before) << " " << m.algebraic(true);
+                    ASSERT_EQ(pos.key(), pos.full_key_from_scratch()) << pos.fen();
+                    ASSERT_EQ(pos.materialindex(), pos.compute_materialindex()) << pos.fen();
+                    ASSERT_TRUE(pos.consistent()) << pos.fen();
+                    pos.unmake_move();
+                    ASSERT_EQ(state(pos), before) << m.algebraic(true);
                 }
                 pos.make_move(list[static_cast<int>(rng() % static_cast<unsigned>(list.size()))]);
             }
         }
     EXPECT_GT(positions, 5000);
+}
+
+// The search extends and orders by the check flag: it must say whether the move gives check. Two plies
+// from every reference position and from positions where a check is easily got wrong.
+TEST(MoveGenerator, EveryCheckFlagTellsWhetherTheMoveChecks) {
+    std::vector<std::string> fens = {
+        "8/8/8/8/R1K4k/8/8/8 w - - 0 1",      // the king shields its rook: along the line, or off it
+        "8/8/8/8/8/8/2K5/B6k w - - 0 1",      // the same on a diagonal
+        "8/8/8/8/R1P4k/8/8/4K3 w - - 0 1",    // a pawn in the way: pushes keep the line shut
+        "4k3/8/8/8/4N3/8/8/4R1K1 w - - 0 1",  // every knight move uncovers the rook
+        "8/8/8/K2pP2k/8/8/8/8 w - d6 0 1",    // en passant opens a rank... for the other side
+        "8/8/8/R2pP2k/8/8/8/4K3 w - d6 0 1",  // ...and here for the capturer: discovered check
+        "7k/8/8/3pP3/8/8/8/B3K3 w - d6 0 1",  // en passant opens the bishop's diagonal
+        "4k3/8/8/8/8/3B4/8/R3K1N1 w Q - 0 1", // castling rooks that may check, or not
+        "3k4/8/8/8/8/8/8/R3K3 w Q - 0 1",     // long castling gives check on the d-file
+        "1r5k/P1P5/8/8/8/8/8/4K3 w - - 0 1",  // promotions that check, with and without capture
+        "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1",
+    };
+    for (const std::string &fen : perft_fens())
+        fens.push_back(fen);
+    MoveGenerator gen(tables());
+    int checks = 0;
+    std::string fault;
+    for (const std::string &fen : fens) {
+        ChessPosition p(tables());
+        p.fen(fen);
+        checks += compare_flags(p, gen, 2, fault);
+    }
+    EXPECT_EQ(fault, "");
+    EXPECT_GT(checks, 500);
 }

@@ -9,13 +9,6 @@ Move quiet(int from, int to, piece_t piece) {
     return Move(Square(from), Square(to), normal_move, piece, no_piece_t);
 }
 
-BitBoard squares(std::initializer_list<const char *> names) {
-    BitBoard b;
-    for (const char *n : names)
-        b = b | Square(std::string(n)).bitboard();
-    return b;
-}
-
 // The class localsort gives a move among all legal moves of the position (shallow: no mate probe).
 int class_of(Search &s, const std::string &text) {
     MoveGenerator gen(tables());
@@ -28,18 +21,16 @@ int class_of(Search &s, const std::string &text) {
 }
 } // namespace
 
-TEST(LmrTable, ReductionsGrowWithDepthAndMoveIndex) {
+// The tables' exact contents shape the search's tree, which the bench node count pins; these tests guard
+// the edges and the rules that the count would only show as a changed number.
+TEST(LmrTable, ReductionsAtLeastOneAndClampedAtTheEdges) {
     const LmrTable lmr;
-    for (int i = 0; i < 256; ++i) {
-        EXPECT_EQ(lmr.value(0, i), 1);
-        EXPECT_EQ(lmr.value(1, i), 1);
-    }
-    EXPECT_EQ(lmr.value(50, 0), 1);
+    EXPECT_EQ(lmr.value(1, 255), 1);
     EXPECT_EQ(lmr.value(10, 10), 3); // ln 10 * ln 5 = 3.71
-    EXPECT_EQ(lmr.value(20, 40), 8); // ln 20 * ln 20 = 8.97
     EXPECT_EQ(lmr.value(101, 255), 22);
+    EXPECT_EQ(lmr.value(500, 5000), 22);
+    EXPECT_EQ(lmr.value(-3, -1), 1);
     EXPECT_EQ(lmr.pv_value(10, 10), 2);
-    EXPECT_EQ(lmr.pv_value(1, 100), 0);
 }
 
 TEST(Killer, NewestFirstWithoutDuplicates) {
@@ -47,75 +38,43 @@ TEST(Killer, NewestFirstWithoutDuplicates) {
     const Move a = quiet(6, 21, wknight), b = quiet(1, 18, wknight);
     k.set_killer(3, a);
     k.set_killer(3, b);
-    EXPECT_EQ(k.get_killerA(3), b);
-    EXPECT_EQ(k.get_killerB(3), a);
     Move b_other_class = b;
     b_other_class.xcode(killer);
-    k.set_killer(3, b_other_class); // same move: B must survive
+    k.set_killer(3, b_other_class); // the same move: a must survive
+    EXPECT_EQ(k.get_killerA(3), b);
     EXPECT_EQ(k.get_killerB(3), a);
-    EXPECT_EQ(k.get_killerA(4), Move());
-    k.set_killer(255, a);
-    EXPECT_EQ(k.get_killerA(255), a);
-    k.set_killer(256, a);
+    k.set_killer(256, a); // outside the table: ignored
     k.set_killer(-1, a);
     EXPECT_EQ(k.get_killerA(256), Move());
-    k.clear();
-    EXPECT_EQ(k.get_killerA(3), Move());
 }
 
-TEST(SortByClass, ExchangeSortIsNotStable) {
-    MoveList list;
-    const Move a(Square(1), Square(18), normal_move, wknight, bpawn),
-        b(Square(6), Square(21), normal_move, wknight, bpawn),
-        c(Square(12), Square(28), normal_move, wpawn, no_piece_t);
-    list.push_back(a);
-    list.push_back(b);
-    list.push_back(c);
-    list[0].xcode(good_capture);
-    list[1].xcode(good_capture);
-    list[2].xcode(mate_attack);
-    sort_by_class(list);
-    EXPECT_EQ(list[0], c);
-    EXPECT_EQ(list[1], b); // the two class-3 moves come out reversed
-    EXPECT_EQ(list[2], a);
-}
-
-TEST(HistoryTables, CountersAreIndependentAndDivideTowardsMinusInfinity) {
+TEST(HistoryTables, CountersByPieceAndTargetAndByPairsOfMoves) {
     HistoryTable h;
     const Move a = quiet(12, 28, wpawn), b = quiet(62, 45, bknight);
     h.increment(a, 1 << 10);
     h.decrement(b, 9);
     h.divide_by_8();
-    EXPECT_EQ(h.value(a), 128);
-    EXPECT_EQ(h.value(b), -2);
     EXPECT_EQ(h.value(quiet(3, 28, wpawn)), 128); // same piece and target
+    EXPECT_EQ(h.value(b), -2);                    // towards minus infinity
     EXPECT_EQ(h.value(quiet(12, 28, wknight)), 0);
-
     CounterMove cm;
-    EXPECT_EQ(CounterMove::bytes, 7372800u);
-    const Move last = quiet(63, 63, bking), first = quiet(0, 0, no_piece_t);
-    cm.increment(last, last, std::int64_t(1) << 40); // the very last entry
-    cm.increment(first, first, 5);                   // and the very first
+    const Move last = quiet(63, 63, bking); // the very last entry
+    cm.increment(last, last, 8);
     cm.decrement(a, b, 17);
     EXPECT_EQ(cm.value(b, a), 0); // order matters
-    CounterMove copy(cm);
+    EXPECT_EQ(CounterMove(cm).value(a, b), -17);
     cm.divide_by_8();
-    EXPECT_EQ(cm.value(last, last), std::int64_t(1) << 37);
-    EXPECT_EQ(cm.value(first, first), 0);
-    EXPECT_EQ(cm.value(a, b), -3);
-    EXPECT_EQ(copy.value(a, b), -17);
-    cm.clear();
-    EXPECT_EQ(cm.value(last, last), 0);
+    EXPECT_EQ(cm.value(last, last), 1);
 }
 
 TEST(MoveClasses, SquaresAttackedByEnemyPawnsDoNotWrapAroundTheBoard) {
     // Pawns on the edge files and next to them, where a shift by 7 or 9 crosses to the other edge.
     Search white_to_move("4k3/8/8/pp4pp/8/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(pawn_attacked_squares(white_to_move.a->position()).value(),
-              squares({"a4", "b4", "c4", "f4", "g4", "h4"}).value());
+    EXPECT_EQ(pawn_attacked_squares(white_to_move.a->position()),
+              rank4 & (a_file | b_file | c_file | f_file | g_file | h_file));
     Search black_to_move("4k3/8/8/8/PP4PP/8/8/4K3 b - - 0 1");
-    EXPECT_EQ(pawn_attacked_squares(black_to_move.a->position()).value(),
-              squares({"a5", "b5", "c5", "f5", "g5", "h5"}).value());
+    EXPECT_EQ(pawn_attacked_squares(black_to_move.a->position()),
+              rank5 & (a_file | b_file | c_file | f_file | g_file | h_file));
 
     // A knight onto a square a pawn attacks is a bad move; onto one it only seems to attack, a normal one.
     Search white("4k3/8/8/pp6/8/2N5/8/4K1N1 w - - 0 1");

