@@ -158,7 +158,18 @@ def test_book_places_in_order_and_when_the_book_answers(binary):
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1") == "b8c6"  # 23 moves: 24 positions
         assert book_answer(e, shuffle + " g1f3 g8f6 f3g1 f6g8") is None  # 24 moves: 25 positions
         assert book_answer(e, "g1f3 g8f6 f3g1 f6g8") == "b1c3"
-        # Analysis and pondering want a search, never an instant book move.
+        assert e.quit() == 0
+
+
+def test_analysis_and_pondering_never_take_a_book_move(binary):
+    if any(os.path.exists(os.path.join(folder, "Dravnik.bin")) for folder in SYSTEM_BOOKS):
+        print("#" * 60 + "\nSKIPPED test_analysis_and_pondering: a system book comes first\n" + "#" * 60)
+        return
+    with tempfile.TemporaryDirectory() as tmp:
+        book(os.path.join(tmp, "Dravnik.bin"), (START_KEY, "e2e4"))
+        e = Engine(binary, cwd=tmp)
+        assert book_answer(e) == "e2e4"
+        # A GUI's analysis, or pondering, wants a search, not an instant answer.
         for go in ("go infinite", "go ponder wtime 60000 btime 60000"):
             e.send("position startpos")
             e.send(go)
@@ -170,4 +181,5 @@ def test_book_places_in_order_and_when_the_book_answers(binary):
 
 if __name__ == "__main__":
     main([test_bench_on_the_command_line, test_usermove_testpos_and_eval,
-          test_debug_writes_the_log_files, test_book_places_in_order_and_when_the_book_answers])
+          test_debug_writes_the_log_files, test_book_places_in_order_and_when_the_book_answers,
+          test_analysis_and_pondering_never_take_a_book_move])
