@@ -1,4 +1,8 @@
-"""Time behaviour over UCI: answers under a fast clock and the overshoot of fixed move times."""
+"""Time behaviour over UCI: answers under a fast clock, the overshoot of fixed move times and the time from
+"stop" to "bestmove", as a GUI sees them through the pipes.
+
+  tools/bench_timing.py path/to/dravnik [SEARCHES]   (50 searches of each kind by default)
+"""
 import os
 import sys
 import time
@@ -14,7 +18,7 @@ def timed(e, go):
     return (time.monotonic() - t0) * 1000, line.split()[1]
 
 
-def main(binary):
+def main(binary, searches=50):
     e = Engine(binary)
     moves, clock, slowest = [], [1000, 1000], 0.0
     for ply in range(100):
@@ -27,13 +31,27 @@ def main(binary):
         slowest = max(slowest, ms)
         moves.append(move)
     print("clock 1000+10: %d moves, slowest answer %.0f ms, clocks left %s ms" % (len(moves), slowest, clock))
-    for movetime, count in ((100, 50), (1000, 10)):
-        worst = 0.0
-        for i in range(count):
+    for movetime in (50, 100, 1000):
+        over = []
+        for i in range(searches):
             e.send("position startpos moves " + " ".join(moves[: i % 20]))
             ms, _ = timed(e, "go movetime %d" % movetime)
-            worst = max(worst, ms - movetime)
-        print("movetime %d: worst overshoot over %d searches %.0f ms" % (movetime, count, worst))
+            over.append(ms - movetime)
+        over.sort()
+        print("movetime %d: overshoot over %d searches median %.1f ms, worst %.1f ms"
+              % (movetime, searches, over[len(over) // 2], over[-1]))
+    answers = []
+    for i in range(searches):
+        e.send("position startpos moves " + " ".join(moves[: i % 20]))
+        e.send("go infinite")
+        time.sleep(0.05 + 0.01 * (i % 10))
+        t0 = time.monotonic()
+        e.send("stop")
+        e.expect(lambda l: l.startswith("bestmove"), 30)
+        answers.append((time.monotonic() - t0) * 1000)
+    answers.sort()
+    print("stop to bestmove over %d searches: median %.1f ms, worst %.1f ms"
+          % (searches, answers[len(answers) // 2], answers[-1]))
     for threads in (1, 2):
         e.send("setoption name Threads value %d" % threads)
         e.send("ucinewgame")
@@ -44,4 +62,4 @@ def main(binary):
 
 
 if __name__ == "__main__":
-    main(sys.argv[1])
+    main(sys.argv[1], int(sys.argv[2]) if len(sys.argv) > 2 else 50)
