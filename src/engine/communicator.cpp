@@ -15,7 +15,8 @@ void Communicator::log(const char *label, const std::string &message) {
 namespace {
 using Queue = std::deque<Communicator::Message>;
 
-void push(Queue &queue, std::mutex &mutex, std::string message, std::chrono::system_clock::time_point arrived) {
+void push(Queue &queue, std::mutex &mutex, std::string message,
+          std::chrono::system_clock::time_point arrived) {
     std::lock_guard<std::mutex> lock(mutex);
     queue.push_back({std::move(message), arrived});
 }
@@ -30,7 +31,9 @@ Communicator::Message pop(Queue &queue, std::mutex &mutex) {
 }
 } // namespace
 
-void Communicator::to_engine(std::string message) { to_engine(std::move(message), std::chrono::system_clock::now()); }
+void Communicator::to_engine(std::string message) {
+    to_engine(std::move(message), std::chrono::system_clock::now());
+}
 
 void Communicator::to_engine(std::string message, std::chrono::system_clock::time_point arrived) {
     log("Communicator::to_engine", message);

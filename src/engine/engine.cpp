@@ -176,8 +176,10 @@ void Engine::cmd_position(const std::string &raw) {
     reset_limits();
 }
 
-std::size_t Engine::moves_beyond(const std::vector<std::string> &before, const std::vector<std::string> &now) {
-    if (before.empty() || now.size() <= before.size() || !std::equal(before.begin(), before.end(), now.begin()))
+std::size_t Engine::moves_beyond(const std::vector<std::string> &before,
+                                 const std::vector<std::string> &now) {
+    if (before.empty() || now.size() <= before.size() ||
+        !std::equal(before.begin(), before.end(), now.begin()))
         return 0;
     const bool had_moves = std::find(before.begin(), before.end(), "moves") != before.end();
     if (had_moves) return before.size();

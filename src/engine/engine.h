@@ -45,7 +45,8 @@ class Engine {
     void parse_position(const std::vector<std::string> &words);
     // The first word of now that makes a move beyond the command before, when now only adds moves to it;
     // 0 otherwise.
-    static std::size_t moves_beyond(const std::vector<std::string> &before, const std::vector<std::string> &now);
+    static std::size_t moves_beyond(const std::vector<std::string> &before,
+                                    const std::vector<std::string> &now);
     void make_listed_move(const std::string &text);
     // The move a text names in the current position; a logic error unless it is legal there.
     Move legal_move(const std::string &text);
@@ -84,7 +85,7 @@ class Engine {
     std::chrono::system_clock::time_point m_command_arrival{}; // when the current command arrived
     // The words of the last "position" command, which describes the engine's position exactly.
     std::vector<std::string> m_position_words;
-    int m_search_mode = 0;          // 0 idle, 1 normal, 2 ponder, 3 infinite
+    int m_search_mode = 0; // 0 idle, 1 normal, 2 ponder, 3 infinite
     bool m_ownbook = false;
     bool m_chess960 = false;
     bool m_ponder = true;

@@ -12,7 +12,7 @@ namespace {
 
 // std::roundf without the library call: rounds half away from zero and keeps the sign of a zero result.
 inline float round_half_away(float x) {
-    if (!(std::fabs(x) < 8388608.0f)) return std::roundf(x); // 2^23 and above hold no fraction
+    if (!(std::fabs(x) < 8388608.0f)) return std::roundf(x);          // 2^23 and above hold no fraction
     const float t = static_cast<float>(static_cast<std::int32_t>(x)); // towards zero; x - t is exact
     return std::copysign(std::fabs(x - t) >= 0.5f ? t + std::copysign(1.0f, x) : t, x);
 }
@@ -58,8 +58,9 @@ enum ks_t : int {
 } // namespace
 
 Evaluation::Evaluation(const ChessPosition &pos, const BoardTables &tables)
-    : m_position(pos), m_cache(new CachedEval[cache_mask + 1]()), m_mobility(tables.attacks()), m_variables(m_weight.mg().size(), 0.0f),
-      m_logging(false), m_evaluations(0), m_mg_factor(1.0f), m_eg_factor(0.0f), m_last_score(0.0f) {
+    : m_position(pos), m_cache(new CachedEval[cache_mask + 1]()), m_mobility(tables.attacks()),
+      m_variables(m_weight.mg().size(), 0.0f), m_logging(false), m_evaluations(0), m_mg_factor(1.0f),
+      m_eg_factor(0.0f), m_last_score(0.0f) {
     init();
 }
 
@@ -331,8 +332,9 @@ float Evaluation::compute() {
     // Dividing by 1 (no opposite-coloured bishops) changes nothing, so only the halving divides.
     const float opposite = var[v_opposite_colored_bishops];
     m_last_score = round_half_away(
-        opposite == 0.0f ? acc
-                         : static_cast<float>(static_cast<double>(acc) / (static_cast<double>(opposite) + 1.0)));
+        opposite == 0.0f
+            ? acc
+            : static_cast<float>(static_cast<double>(acc) / (static_cast<double>(opposite) + 1.0)));
 
     // The special evaluators start from the linear score.
     int score = 0;

@@ -214,8 +214,8 @@ void Analysis::iterative_search() {
         if (root.size() > 0) m_best_move = root[0];
     }
     Window w{-infinity, infinity};
-    int stable = 0;        // iterations in a row with the same best move
-    bool resolved = true;  // the last iteration ended inside its window
+    int stable = 0;       // iterations in a row with the same best move
+    bool resolved = true; // the last iteration ended inside its window
     for (;;) {
         const int iteration = m_iteration;
         if (m_depth_cap1 <= iteration || m_depth_cap2 <= iteration) break;

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime) {
+TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo,
+                     std::uint64_t movetime) {
     using std::min;
     constexpr std::uint64_t overhead = TimeManager::move_overhead_ms;
     if (movetime != time_not_given) {
