@@ -101,6 +101,9 @@ TEST(PositionMoves, ConvertTranslatesCastlingAndRejectsNonsense) {
     p.fen("4k3/1P6/8/3pP3/8/8/8/4K3 w - d6 0 1");
     EXPECT_EQ(p.convert_to_move("e5d6").code(), en_passant);
     EXPECT_EQ(p.convert_to_move("b7b8n").code(), promo_knight);
+    EXPECT_EQ(p.convert_to_move("b7b8b").code(), promo_bishop);
+    EXPECT_EQ(p.convert_to_move("b7b8r").code(), promo_rook);
+    EXPECT_EQ(p.convert_to_move("b7b8q").code(), promo_queen);
     EXPECT_EQ(p.convert_to_move("b7b8").code(), promo_queen);
 }
 
@@ -204,6 +207,18 @@ TEST(PositionKeys, EveryCombinationOfSingleCastlingRights) {
     ChessPosition read(tables());
     read.fen("r3k2r/8/8/8/8/8/8/R3K2R w Qq - 4 3");
     EXPECT_EQ(moved.key(), read.key());
+    // Rooks on inner files (Chess960) have no key of their own in the scheme, yet their rights must still
+    // tell positions apart: the table and the repetition test would confuse them otherwise.
+    std::uint64_t keys[3];
+    const char *rights[3] = {"BGbg", "Bb", "-"};
+    for (int i = 0; i < 3; ++i) {
+        ChessPosition inner(tables());
+        inner.fen(std::string("1r2k1r1/8/8/8/8/8/8/1R2K1R1 w ") + rights[i] + " - 0 1");
+        keys[i] = inner.key();
+    }
+    EXPECT_NE(keys[0], keys[1]);
+    EXPECT_NE(keys[0], keys[2]);
+    EXPECT_NE(keys[1], keys[2]);
 }
 
 TEST(EnPassant, EdgeFilesAndSquaresNoPawnCanUse) {

@@ -44,6 +44,10 @@ TEST(TimePlan, EveryClockStaysInsideAndSurvivesTwoHundredMoves) {
         const TimeBudget b = plan_time(time_not_given, 0, 0, movetime);
         EXPECT_EQ(b.soft, b.hard);
         EXPECT_LE(b.hard, movetime);
+        // Room for the answer's way out when the move time leaves any.
+        if (movetime > overhead) {
+            EXPECT_LE(b.hard + overhead, movetime) << movetime;
+        }
         EXPECT_GE(b.hard + overhead, movetime);
         EXPECT_GT(b.hard, 0u);
     }
