@@ -18,6 +18,12 @@ def timed(e, go):
     return (time.monotonic() - t0) * 1000, line.split()[1]
 
 
+def spread(ms):
+    """Median and worst of a list of times in milliseconds."""
+    ms = sorted(ms)
+    return "median %.1f ms, worst %.1f ms" % (ms[len(ms) // 2], ms[-1])
+
+
 def main(binary, searches=50):
     e = Engine(binary)
     moves, clock, slowest = [], [1000, 1000], 0.0
@@ -37,9 +43,7 @@ def main(binary, searches=50):
             e.send("position startpos moves " + " ".join(moves[: i % 20]))
             ms, _ = timed(e, "go movetime %d" % movetime)
             over.append(ms - movetime)
-        over.sort()
-        print("movetime %d: overshoot over %d searches median %.1f ms, worst %.1f ms"
-              % (movetime, searches, over[len(over) // 2], over[-1]))
+        print("movetime %d: overshoot over %d searches %s" % (movetime, searches, spread(over)))
     answers = []
     for i in range(searches):
         e.send("position startpos moves " + " ".join(moves[: i % 20]))
@@ -49,9 +53,7 @@ def main(binary, searches=50):
         e.send("stop")
         e.expect(lambda l: l.startswith("bestmove"), 30)
         answers.append((time.monotonic() - t0) * 1000)
-    answers.sort()
-    print("stop to bestmove over %d searches: median %.1f ms, worst %.1f ms"
-          % (searches, answers[len(answers) // 2], answers[-1]))
+    print("stop to bestmove over %d searches: %s" % (searches, spread(answers)))
     for threads in (1, 2):
         e.send("setoption name Threads value %d" % threads)
         e.send("ucinewgame")
