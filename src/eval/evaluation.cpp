@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "eval/evalbits.h"
+#include "eval/measures.h"
 
 using namespace evalbits;
 
@@ -94,52 +95,50 @@ void Evaluation::compute_pawn_eval() {
     const PawnEntry &e = m_pawnhash.probe(p.get_pawnhash(), BitBoard(wp), BitBoard(bp));
     const std::int16_t *w = e.count[1], *b = e.count[0];
     float *var = m_variables.data();
+    const Measures &ms = measures();
     m_passed[1] = e.passed[1];
     m_passed[0] = e.passed[0];
 
-    // rookpawn: -0.5 per pawn on the a- or h-file (it captures only one way); 1 unit ~ 17 cp middle game.
-    var[v_rookpawn] = 0.5f * static_cast<float>(b[PawnEntry::rookpawns] - w[PawnEntry::rookpawns]);
-    // doubled_pawns: -1 per pawn behind an own pawn; 1 unit ~ 5 cp middle game, 23 cp end game.
+    // The counts below are raw: compute() applies each variable's scale from the measures.
+    // rookpawn: a pawn on the a- or h-file captures only one way.
+    var[v_rookpawn] = static_cast<float>(b[PawnEntry::rookpawns] - w[PawnEntry::rookpawns]);
+    // doubled_pawns: pawns behind an own pawn.
     var[v_doubled_pawns] = static_cast<float>(b[PawnEntry::doubled] - w[PawnEntry::doubled]);
-    // weak_pawns: -1 per backward pawn; 1 unit ~ 6 cp middle game, 2 cp end game.
+    // weak_pawns: backward pawns.
     var[v_weak_pawns] = static_cast<float>(b[PawnEntry::weak] - w[PawnEntry::weak]);
-    // isolated_pawns: -10 per isolated pawn; 1 unit ~ 1.2 cp middle game.
-    var[v_isolated_pawns] = static_cast<float>(10 * (b[PawnEntry::isolated] - w[PawnEntry::isolated]));
-    // blocked_pawns: -1 per pawn whose stop square is occupied (rams count for both sides and cancel);
-    // 1 unit ~ 6 cp middle game, 15 cp end game.
+    var[v_isolated_pawns] = static_cast<float>(b[PawnEntry::isolated] - w[PawnEntry::isolated]);
+    // blocked_pawns: pawns whose stop square is occupied (rams count for both sides and cancel).
     const u64 all = p.all_pieces().value();
     var[v_blocked_pawns] = static_cast<float>(popcnt(forward<0>(bp) & all) - popcnt(forward<1>(wp) & all));
-    // passed_pawns: rank values of the passed pawns plus half of it again when the stop square is empty;
-    // 1 unit ~ 1.5 cp end game (a free passer on the seventh rank is worth about 1.4 pawns).
+    // passed_pawns: rank values of the passed pawns, and more when the stop square is empty.
     int free_w = 0, free_b = 0;
     for (u64 s = e.passed[1].value(); s; s &= s - 1) {
         const int sq = lsb(s);
-        if (!((all >> (sq + 8)) & 1)) free_w += PawnHashTable::passed_rank_value[sq >> 3];
+        if (!((all >> (sq + 8)) & 1)) free_w += ms.free_passer_rank[sq >> 3];
     }
     for (u64 s = e.passed[0].value(); s; s &= s - 1) {
         const int sq = lsb(s);
-        if (!((all >> (sq - 8)) & 1)) free_b += PawnHashTable::passed_rank_value[7 - (sq >> 3)];
+        if (!((all >> (sq - 8)) & 1)) free_b += ms.free_passer_rank[7 - (sq >> 3)];
     }
-    var[v_passed_pawns] = static_cast<float>(2 * (w[PawnEntry::passed_value] - b[PawnEntry::passed_value]) +
-                                             (free_w - free_b)) *
-                          0.5f;
-    // pawn_islands: -1 per island; 1 unit ~ 10 cp middle game.
+    var[v_passed_pawns] =
+        static_cast<float>((w[PawnEntry::passed_value] - b[PawnEntry::passed_value]) + (free_w - free_b));
+    // pawn_islands: groups of adjacent files with own pawns.
     var[v_pawn_islands] = static_cast<float>(b[PawnEntry::islands] - w[PawnEntry::islands]);
-    // bad_bishop: -2 per own pawn standing on the squares of an own bishop's colour; 1 unit ~ 1.3 cp.
+    // bad_bishop: own pawns standing on the squares of an own bishop's colour, per bishop.
     const u64 wb = p.pieces(wbishop).value(), bb = p.pieces(bbishop).value();
     const int bad_w = popcnt(wb & white_squares.value()) * w[PawnEntry::light] +
                       popcnt(wb & black_squares.value()) * w[PawnEntry::dark];
     const int bad_b = popcnt(bb & white_squares.value()) * b[PawnEntry::light] +
                       popcnt(bb & black_squares.value()) * b[PawnEntry::dark];
-    var[v_bad_bishop] = static_cast<float>(2 * (bad_b - bad_w));
+    var[v_bad_bishop] = static_cast<float>(bad_b - bad_w);
 }
 
-// development: -10 per knight or bishop still on b, c, f or g of its back rank; 1 unit ~ 0.6 cp.
+// development: knights and bishops still on b, c, f or g of their back rank.
 void Evaluation::compute_development() {
     const ChessPosition &p = m_position;
     const int w = popcnt((p.pieces(wknight).value() | p.pieces(wbishop).value()) & minor_home[1]);
     const int b = popcnt((p.pieces(bknight).value() | p.pieces(bbishop).value()) & minor_home[0]);
-    m_variables[v_development] = static_cast<float>(10 * (b - w));
+    m_variables[v_development] = static_cast<float>(b - w);
 }
 
 // King safety seen from one colour: its own king's cover and the pressure it puts on the enemy king.
@@ -148,51 +147,56 @@ template <int colour> void Evaluation::king_safety_of(int *out) const {
     const int c = colour ? 0 : 8, e = colour ? 8 : 0;
     const u64 king = p.pieces(wking + c).value(), enemy_king = p.pieces(wking + e).value();
     const u64 own_pawns = p.pieces(wpawn + c).value(), all_pawns = own_pawns | p.pieces(wpawn + e).value();
+    const Measures &ms = measures();
     for (int i = 0; i < ks_size; ++i)
         out[i] = 0;
 
     if (king) {
-        // pawn_shield: 10 per file next to the king (or off the board) with an own pawn one rank ahead,
-        // 6 when it is two ranks ahead; at most 30 (1 unit ~ 0.9 cp middle game).
+        // pawn_shield: files at the king with an own pawn one rank ahead, or else two ranks ahead, and
+        // files beside the king that are off the board.
         const u64 files = king | west_east(king);
         const u64 front1 = forward<colour>(files), front2 = forward<colour>(front1);
         const u64 near = own_pawns & front1;
         const u64 far = own_pawns & front2 & ~forward<colour>(near);
         const int off_board = (king & (a_file | h_file).value()) ? 1 : 0;
-        out[ks_shield] = 10 * popcnt(near) + 6 * popcnt(far) + 10 * off_board;
-        // open_files_on_king: -100 per file at the king without pawns, -50 without own pawns
-        // (1 unit ~ 0.1 cp).
+        out[ks_shield] =
+            ms.shield_near * popcnt(near) + ms.shield_far * popcnt(far) + ms.shield_edge * off_board;
+        // open_files_on_king: files at the king without pawns, or without own pawns.
         const int king_file = lsb(king) & 7;
         for (int f = king_file - 1; f <= king_file + 1; ++f) {
             if (f < 0 || f > 7) continue;
             const u64 file = a_file.value() << f;
             if (!(file & all_pawns))
-                out[ks_open_files] -= 100;
+                out[ks_open_files] += ms.open_file;
             else if (!(file & own_pawns))
-                out[ks_open_files] -= 50;
+                out[ks_open_files] += ms.half_open_file;
         }
     }
-    // castling_rights: 100 per remaining right, at most 2 (1 unit ~ 0.04 cp, so 4 cp a right).
+    // castling_rights: the remaining rights, at most 2.
     const unsigned rights = colour ? p.castlingrights() & 0xFF : p.castlingrights() >> 8;
-    out[ks_castling] = 100 * ((rights != 0) + ((rights & (rights - 1)) != 0));
+    out[ks_castling] = ms.castling_right * ((rights != 0) + ((rights & (rights - 1)) != 0));
 
     if (!enemy_king) return;
-    // king_attack: zone attack weight scaled by the number of attackers (a lone attacker does little),
-    // at most 300; 1 unit ~ 0.84 cp middle game.
-    static const int attacker_factor[8] = {0, 0, 2, 3, 3, 4, 4, 4};
+    // king_attack: zone attack units scaled by the number of attackers, capped.
     const int attackers = m_mobility.king_attackers(colour);
-    const int attack = m_mobility.king_attack_units(colour) * attacker_factor[attackers < 7 ? attackers : 7];
-    out[ks_attack] = attack < 300 ? attack : 300;
-    // pawn_storm: 8 per advance step of own pawns on the enemy king's files (4th rank 1, 5th 2, 6th 3,
-    // 7th 2); 1 unit ~ 0.46 cp middle game. The four ranks are four bytes of one 32-bit word: count each
-    // byte's pawns side by side, then one multiplication sums the bytes with their weights into the top
-    // byte (a byte holds at most 3 pawns, so no sum carries into the next).
+    const int attack =
+        m_mobility.king_attack_units(colour) * ms.attacker_factor[attackers < 7 ? attackers : 7];
+    out[ks_attack] = attack < ms.king_attack_cap ? attack : ms.king_attack_cap;
+    // pawn_storm: own pawns on the enemy king's files, by how far they have advanced (4th to 7th rank).
+    // The four ranks are four bytes of one 32-bit word: count each byte's pawns side by side, then one
+    // multiplication sums the bytes with their weights into the top byte (a byte holds at most 3 pawns and
+    // a weight stays below 21, so no sum carries into the next).
     const u64 storm = own_pawns & file_fill(enemy_king | west_east(enemy_king));
     std::uint32_t ranks = static_cast<std::uint32_t>(colour ? storm >> 24 : storm >> 8);
     ranks = ranks - ((ranks >> 1) & 0x55555555u);
     ranks = (ranks & 0x33333333u) + ((ranks >> 2) & 0x33333333u);
     ranks = (ranks + (ranks >> 4)) & 0x0F0F0F0Fu;
-    out[ks_storm] = 8 * static_cast<int>((ranks * (colour ? 0x01020302u : 0x02030201u)) >> 24);
+    const int *step = ms.storm_rank;
+    const std::uint32_t weights = colour ? std::uint32_t(step[3]) | std::uint32_t(step[2]) << 8 |
+                                               std::uint32_t(step[1]) << 16 | std::uint32_t(step[0]) << 24
+                                         : std::uint32_t(step[0]) | std::uint32_t(step[1]) << 8 |
+                                               std::uint32_t(step[2]) << 16 | std::uint32_t(step[3]) << 24;
+    out[ks_storm] = static_cast<int>((ranks * weights) >> 24);
     // Contacts: squares next to the enemy king that the kind attacks (weights near zero except the queen).
     const u64 ring = m_mobility.attacked(1 - colour, wking);
     out[ks_knight_contact] = popcnt(ring & m_mobility.attacked(colour, wknight));
@@ -205,7 +209,7 @@ template <int colour> void Evaluation::king_safety_of(int *out) const {
                         m_mobility.attacked(colour, wbishop) | m_mobility.attacked(colour, wrook) |
                         m_mobility.attacked(colour, wking);
     if (ring & m_mobility.attacked(colour, wqueen) & ~own & support & ~m_mobility.attacked(1 - colour, 7))
-        out[ks_queen_contact] = p.stm() == colour ? 2 : 1;
+        out[ks_queen_contact] = p.stm() == colour ? ms.queen_contact_to_move : ms.queen_contact_waiting;
     // Battlefield: own pieces standing on, and squares attacked in, the wing of the enemy king.
     const u64 field = battlefield(1 - colour, enemy_king);
     out[ks_knight_field] = popcnt(field & p.pieces(wknight + c).value());
@@ -229,39 +233,36 @@ void Evaluation::compute_king_safety() {
     var[v_castling_rights] = diff(ks_castling);
     var[v_pawn_storm] = diff(ks_storm);
     var[v_open_files_on_king] = diff(ks_open_files);
-    // Contact counts: 1 square ~ 0 cp (knight, bishop, rook); queen: 1 unit ~ 140 cp middle game, 5 cp end
-    // game, so 0.5 per point.
     var[v_knight_king_contact] = diff(ks_knight_contact);
     var[v_bishop_king_contact] = diff(ks_bishop_contact);
     var[v_rook_king_contact] = diff(ks_rook_contact);
-    var[v_queen_king_contact] = 0.5f * diff(ks_queen_contact);
-    // Pieces on the enemy king's wing: knight ~ 8 cp middle game; bishop ~ 2 cp and queen ~ 14 cp end game;
-    // rook ~ 0.
+    var[v_queen_king_contact] = diff(ks_queen_contact);
     var[v_knight_battlefield_contact] = diff(ks_knight_field);
     var[v_bishop_battlefield_contact] = diff(ks_bishop_field);
     var[v_rook_battlefield_contact] = diff(ks_rook_field);
     var[v_queen_battlefield_contact] = diff(ks_queen_field);
-    // Attacked squares of that wing: knight ~ 2 cp and rook ~ 0.9 cp middle game per square; bishop and
-    // queen count half a unit per square (~ 1.5 and 0.9 cp middle game, 2 cp end game).
     var[v_knight_battlefield_attack] = diff(ks_knight_field_attack);
-    var[v_bishop_battlefield_attack] = 0.5f * diff(ks_bishop_field_attack);
+    var[v_bishop_battlefield_attack] = diff(ks_bishop_field_attack);
     var[v_rook_battlefield_attack] = diff(ks_rook_field_attack);
-    var[v_queen_battlefield_attack] = 0.5f * diff(ks_queen_field_attack);
+    var[v_queen_battlefield_attack] = diff(ks_queen_field_attack);
 }
 
-// king_activity: how near the king stands to the enemy pawns and to its own passed pawns, 8 minus each
-// king distance (0 when there is none); 1 unit ~ 2.4 cp in the end game.
+// king_activity: how near the king stands to the enemy pawns and to its own passed pawns (a distance to
+// nothing counts as 0).
 void Evaluation::compute_king_activity() {
     const ChessPosition &p = m_position;
+    const Measures &ms = measures();
     const u64 wk = p.pieces(wking).value(), bk = p.pieces(bking).value();
     int w = 0, b = 0;
     if (wk) {
         const Square k = BitBoard::first_square(wk);
-        w = 16 - m_distance(k, p.pieces(bpawn)) - m_distance(k, m_passed[1]);
+        w = 16 - ms.king_pawn_distance * m_distance(k, p.pieces(bpawn)) -
+            ms.king_passer_distance * m_distance(k, m_passed[1]);
     }
     if (bk) {
         const Square k = BitBoard::first_square(bk);
-        b = 16 - m_distance(k, p.pieces(wpawn)) - m_distance(k, m_passed[0]);
+        b = 16 - ms.king_pawn_distance * m_distance(k, p.pieces(wpawn)) -
+            ms.king_passer_distance * m_distance(k, m_passed[0]);
     }
     m_variables[v_king_activity] = static_cast<float>(w - b);
 }
@@ -323,6 +324,10 @@ float Evaluation::compute() {
     compute_pinned_pieces();
     compute_opposite_colored_bishops();
     m_variables[v_stm] = m_position.white_to_move() ? 1.0f : -1.0f;
+    // Our measuring rules count raw units; each variable's scale brings it to the weights' scale.
+    const float *scale = measures().scale;
+    for (int v : free_variables)
+        m_variables[v] *= scale[v];
 
     const float *var = m_variables.data();
     const float *mg = m_weight.mg().data();

@@ -1,22 +1,12 @@
 #include "eval/mobility.h"
 
 #include "eval/evalbits.h"
+#include "eval/measures.h"
 #include "eval/weight.h"
 
 using namespace evalbits;
 
 namespace {
-
-// Mobility by the number of safe squares (not own pieces, not attacked by enemy pawns), in variable units.
-// knight_mobility: 1 unit ~ 0.23 cp in the middle game (none in the end game), from -25 cp trapped to +15.
-const int knight_table[9] = {-107, -64, -26, -9, 9, 26, 43, 56, 64};
-// bishop_mobility: 1 unit ~ 0.3 cp middle game, 0.44 cp end game; about -25..+26 cp and -37..+38 cp.
-const int bishop_table[14] = {-84, -54, -27, -7, 10, 27, 40, 50, 60, 67, 74, 80, 84, 87};
-// rook_mobility: end game only, 1 unit ~ 1.8 cp; about -30..+31 cp.
-const int rook_table[15] = {-16, -10, -4, -1, 1, 3, 5, 8, 10, 11, 13, 14, 15, 16, 17};
-// queen_mobility: 1 unit ~ 1.2 cp middle game and 7 cp end game, so the range stays small (-4..4).
-const int queen_table[28] = {-4, -4, -3, -3, -2, -2, -1, -1, 0, 0, 0, 1, 1, 1,
-                             2,  2,  2,  2,  3,  3,  3,  3,  3, 4, 4, 4, 4, 4};
 
 // A rook in the corner behind its own king that walked there without castling; the king squares that
 // lock it in, by colour (black mirrors white).
@@ -35,6 +25,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     const u64 enemy_zone = m_zone[1 - colour];
     int units = 0, attackers = 0, squares = 0;
     int *kind_mobility = m_kind_mobility[colour];
+    const Measures &ms = measures();
     // The safe squares of one piece with attack set a; counts it against the enemy king's zone.
     auto account = [&](u64 a, int zone_weight) {
         const int n = popcnt(a & safe);
@@ -51,12 +42,12 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     for (u64 b = pos.pieces(wknight + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.knight(Square(lsb(b))).value();
         knights |= a;
-        knight_mob += knight_table[account(a, 2)];
+        knight_mob += ms.knight_mobility[account(a, ms.zone_weight[0])];
     }
     for (u64 b = pos.pieces(wbishop + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.bishop(Square(lsb(b)), occupied).value();
         bishops |= a;
-        bishop_mob += bishop_table[account(a, 2)];
+        bishop_mob += ms.bishop_mobility[account(a, ms.zone_weight[1])];
     }
     const u64 king = pos.pieces(wking + c).value();
     // Rooks can be shut in only by an own king that has lost its castling rights.
@@ -66,7 +57,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
         const int s = lsb(b);
         const u64 a = m_attacks.rook(Square(s), occupied).value();
         rooks |= a;
-        rook_mob += rook_table[account(a, 3)];
+        rook_mob += ms.rook_mobility[account(a, ms.zone_weight[2])];
         if (may_lock) {
             const u64 rb = b & (0 - b), free = a & ~own;
             const int king_file = lsb(king) & 7;
@@ -79,7 +70,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     for (u64 b = pos.pieces(wqueen + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.queen(Square(lsb(b)), occupied).value();
         queens |= a;
-        queen_mob += queen_table[account(a, 5)];
+        queen_mob += ms.queen_mobility[account(a, ms.zone_weight[3])];
     }
     u64 *att = m_att[colour];
     att[wknight] = knights;
@@ -121,16 +112,17 @@ template <int colour> int Mobility::undefended(const ChessPosition &pos) const {
 // Pawn units of the colour's pieces that are attacked and either unguarded or attacked by a cheaper piece.
 template <int colour> int Mobility::hanging(const ChessPosition &pos) const {
     const int c = colour ? 0 : 8;
+    const int *value = measures().hanging_value;
     const u64 *e = m_att[1 - colour];
     const u64 loose = e[0] & ~m_att[colour][0];
     const u64 by_minor = e[wpawn];
     const u64 by_rook = by_minor | e[wknight] | e[wbishop];
     const u64 by_queen = by_rook | e[wrook];
-    return popcnt(pos.pieces(wpawn + c).value() & loose) +
-           3 * popcnt((pos.pieces(wknight + c).value() | pos.pieces(wbishop + c).value()) &
-                      (loose | by_minor)) +
-           5 * popcnt(pos.pieces(wrook + c).value() & (loose | by_rook)) +
-           9 * popcnt(pos.pieces(wqueen + c).value() & (loose | by_queen));
+    return value[0] * popcnt(pos.pieces(wpawn + c).value() & loose) +
+           value[1] * popcnt((pos.pieces(wknight + c).value() | pos.pieces(wbishop + c).value()) &
+                             (loose | by_minor)) +
+           value[2] * popcnt(pos.pieces(wrook + c).value() & (loose | by_rook)) +
+           value[3] * popcnt(pos.pieces(wqueen + c).value() & (loose | by_queen));
 }
 
 void Mobility::compute(const ChessPosition &pos, float *var) {
@@ -146,20 +138,21 @@ void Mobility::compute(const ChessPosition &pos, float *var) {
     piece_attacks<1>(pos, occupied);
     piece_attacks<0>(pos, occupied);
 
-    // mobility: all safe squares of knights, bishops, rooks and queens; 1 square ~ 0.4 cp (middle game).
+    // Raw counts: the evaluation applies each variable's scale. mobility: all safe squares of knights,
+    // bishops, rooks and queens; the kinds: their table values.
     var[v_mobility] = static_cast<float>(m_squares[1] - m_squares[0]);
     var[v_knight_mobility] = static_cast<float>(m_kind_mobility[1][wknight] - m_kind_mobility[0][wknight]);
     var[v_bishop_mobility] = static_cast<float>(m_kind_mobility[1][wbishop] - m_kind_mobility[0][wbishop]);
     var[v_rook_mobility] = static_cast<float>(m_kind_mobility[1][wrook] - m_kind_mobility[0][wrook]);
     var[v_queen_mobility] = static_cast<float>(m_kind_mobility[1][wqueen] - m_kind_mobility[0][wqueen]);
-    // safe_queencheck: 2 units per safe checking square (at most 4 counted); 1 unit ~ 5.6 cp middle game.
+    // safe_queencheck: safe checking squares, up to a cap.
+    const int cap = measures().queen_checks_cap;
     const int qw = safe_queen_checks<1>(pos, occupied), qb = safe_queen_checks<0>(pos, occupied);
-    var[v_safe_queencheck] = static_cast<float>(2 * ((qw < 4 ? qw : 4) - (qb < 4 ? qb : 4)));
-    // locked_up_rook: -1 per shut-in rook; 1 unit ~ 44 cp middle game.
+    var[v_safe_queencheck] = static_cast<float>((qw < cap ? qw : cap) - (qb < cap ? qb : cap));
+    // locked_up_rook: rooks shut in by their own king.
     var[v_locked_up_rook] = static_cast<float>(m_locked[0] - m_locked[1]);
-    // undefended_pieces: -1 per unguarded piece; 1 unit ~ 3.9 cp middle game.
+    // undefended_pieces: unguarded pieces.
     var[v_undefended_pieces] = static_cast<float>(undefended<0>(pos) - undefended<1>(pos));
-    // own_hanging_material: -0.5 per pawn unit en prise; 1 unit ~ 27 cp middle game, 11 cp end game, so a
-    // threatened knight costs about 40 cp.
-    var[v_own_hanging_material] = 0.5f * static_cast<float>(hanging<0>(pos) - hanging<1>(pos));
+    // own_hanging_material: pawn units en prise.
+    var[v_own_hanging_material] = static_cast<float>(hanging<0>(pos) - hanging<1>(pos));
 }

@@ -22,7 +22,7 @@ class Mobility {
     std::uint64_t attacked(int colour, int kind) const { return m_att[colour][kind]; }
     // The colour's king with its neighbouring squares (empty without a king).
     std::uint64_t king_zone(int colour) const { return m_zone[colour]; }
-    // Attack weight on the enemy king zone (knight, bishop 2, rook 3, queen 5 per attacked zone square)
+    // Attack units on the enemy king zone (Measures::zone_weight per attacked zone square and kind)
     // and the number of pieces contributing to it.
     int king_attack_units(int colour) const { return m_king_units[colour]; }
     int king_attackers(int colour) const { return m_king_attackers[colour]; }

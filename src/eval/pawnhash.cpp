@@ -1,10 +1,9 @@
 #include "eval/pawnhash.h"
 
 #include "eval/evalbits.h"
+#include "eval/measures.h"
 
 using namespace evalbits;
-
-constexpr int PawnHashTable::passed_rank_value[8];
 
 PawnHashTable::PawnHashTable() : m_table(entries), m_misses(0) { clear(); }
 
@@ -39,7 +38,7 @@ template <int colour> void measure(PawnEntry &e, u64 own, u64 enemy) {
     int value = 0;
     for (u64 p = passed; p; p &= p - 1) {
         const int rank = lsb(p) >> 3;
-        value += PawnHashTable::passed_rank_value[colour ? rank : 7 - rank];
+        value += measures().passed_rank[colour ? rank : 7 - rank];
     }
     c[PawnEntry::passed_value] = static_cast<std::int16_t>(value);
     c[PawnEntry::light] = static_cast<std::int16_t>(popcnt(own & white_squares.value()));

@@ -15,7 +15,7 @@ struct PawnEntry {
         isolated,     // pawns without own pawns on the neighbouring files
         weak,         // backward pawns: no possible pawn support and the stop square held by an enemy pawn
         islands,      // groups of adjacent files holding own pawns
-        passed_value, // sum of the rank values of the passed pawns (see PawnHashTable::passed_rank_value)
+        passed_value, // sum of the rank values of the passed pawns (Measures::passed_rank)
         light,        // pawns on light squares
         dark,         // pawns on dark squares
         fields
@@ -52,10 +52,6 @@ class PawnHashTable {
     }
     void clear();
     std::uint64_t misses() const { return m_misses; }
-
-    // Value of one passed pawn by its rank counted from its own side (0 = first rank); 1 unit = about
-    // 1.5 cp in the end game through the passed_pawns weight.
-    static constexpr int passed_rank_value[8] = {0, 5, 8, 14, 24, 40, 65, 0};
     static void compute(PawnEntry &e, const BitBoard &white_pawns, const BitBoard &black_pawns);
 
   private:
