@@ -1,0 +1,114 @@
+// Reads self-play games (PGN in coordinate notation, as tools/datagen.py has the tournament manager write
+// them) on standard input and writes their quiet positions, one "FEN;result" a line, the game's result from
+// white's side (1, 0.5 or 0): the evaluation tuner's data set.
+//
+// Quiet means what the evaluation alone should judge: the side to move is not in check, the capture search
+// finds nothing better than the static score, and that score is no mate. The opening's first plies are
+// left out: they come from the opening file, not from the engine, and repeat across games.
+//
+//   extract_positions [first_ply=20] < selfplay.pgn > positions.txt
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "search/analysis.h"
+
+namespace {
+
+struct Game {
+    std::string fen; // empty: the standard start
+    std::string result;
+    std::vector<std::string> moves;
+};
+
+bool is_move(const std::string &w) {
+    return w.size() >= 4 && w.size() <= 5 && w[0] >= 'a' && w[0] <= 'h' && w[1] >= '1' && w[1] <= '8' &&
+           w[2] >= 'a' && w[2] <= 'h' && w[3] >= '1' && w[3] <= '8';
+}
+
+// The next game of the stream; false at its end. Comments and move numbers are skipped.
+bool read_game(std::istream &in, Game &g) {
+    g = Game();
+    std::string line;
+    bool any = false;
+    while (std::getline(in, line)) {
+        if (line.rfind("[Event ", 0) == 0 && any) {
+            in.seekg(-static_cast<std::streamoff>(line.size() + 1), std::ios::cur);
+            return true;
+        }
+        if (line.empty()) continue;
+        any = true;
+        if (line[0] == '[') {
+            const auto q = line.find('"');
+            const auto e = line.rfind('"');
+            if (q == std::string::npos || e <= q) continue;
+            const std::string value = line.substr(q + 1, e - q - 1);
+            if (line.rfind("[FEN ", 0) == 0) g.fen = value;
+            if (line.rfind("[Result ", 0) == 0) g.result = value;
+            continue;
+        }
+        std::string text;
+        bool comment = false;
+        for (char c : line) { // drop {comments}
+            if (c == '{') comment = true;
+            if (!comment) text += c;
+            if (c == '}') comment = false;
+        }
+        std::istringstream words(text);
+        for (std::string w; words >> w;)
+            if (is_move(w)) g.moves.push_back(w);
+    }
+    return any;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const int first_ply = argc > 1 ? std::atoi(argv[1]) : 20;
+    std::ios::sync_with_stdio(false);
+    auto tables = std::make_unique<Tables>();
+    tables->tt().set_size(8);
+    ChessPosition pos(*tables);
+    auto search = std::make_unique<Analysis>(pos, *tables);
+    constexpr int mate_bound = 29897;
+
+    long games = 0, kept = 0, seen = 0;
+    Game g;
+    while (read_game(std::cin, g)) {
+        const char *label = g.result == "1-0"       ? "1"
+                            : g.result == "0-1"     ? "0"
+                            : g.result == "1/2-1/2" ? "0.5"
+                                                    : nullptr;
+        if (!label) continue;
+        ++games;
+        try {
+            if (g.fen.empty())
+                pos.newgame();
+            else
+                pos.fen(g.fen);
+            for (std::size_t ply = 0; ply < g.moves.size(); ++ply) {
+                if (static_cast<int>(ply) >= first_ply && !pos.check()) {
+                    ++seen;
+                    search->init(pos);
+                    const int stand = search->static_eval();
+                    const int q = search->quiescence(-32000, 32000, 0);
+                    if (stand == q && q > -mate_bound && q < mate_bound) {
+                        std::cout << pos.fen() << ';' << label << '\n';
+                        ++kept;
+                    }
+                }
+                pos.make_move(pos.convert_to_move(g.moves[ply]));
+            }
+        } catch (const std::exception &e) {
+            std::fprintf(stderr, "extract_positions: game %ld dropped: %s\n", games, e.what());
+        }
+    }
+    std::fprintf(stderr, "extract_positions: %ld games, %ld positions looked at, %ld quiet ones kept\n",
+                 games, seen, kept);
+    return 0;
+}
