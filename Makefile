@@ -7,7 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match clean
-.PHONY: engine exe install uninstall fuzz
+.PHONY: engine exe install uninstall fuzz datagen tune
 
 all: release
 
@@ -48,6 +48,21 @@ THREADS ?= 1
 match: release
 	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) --games $(GAMES) --chess960 $(CHESS960) \
 	  --threads $(THREADS) $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt)
+
+# The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
+# DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.
+DATA_GAMES ?= 9000
+DATA_NODES ?= 5000
+DATA_CONCURRENCY ?= 24
+DATA_SEED ?= 1
+datagen: release
+	python3 tools/datagen.py --engine $(RELEASE_DIR)/dravnik --extract $(RELEASE_DIR)/extract_positions \
+	  --games $(DATA_GAMES) --nodes $(DATA_NODES) --concurrency $(DATA_CONCURRENCY) --seed $(DATA_SEED)
+
+# Fits the measuring rules' constants to that data set in TUNE_ROUNDS rounds and writes them into the source.
+TUNE_ROUNDS ?= 3
+tune: release
+	./$(RELEASE_DIR)/tune_eval build/data/positions.txt $(TUNE_ROUNDS) src/eval/measures_values.inc
 
 clean:
 	rm -rf build

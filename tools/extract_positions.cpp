@@ -31,40 +31,66 @@ bool is_move(const std::string &w) {
            w[2] >= 'a' && w[2] <= 'h' && w[3] >= '1' && w[3] <= '8';
 }
 
-// The next game of the stream; false at its end. Comments and move numbers are skipped.
-bool read_game(std::istream &in, Game &g) {
-    g = Game();
-    std::string line;
-    bool any = false;
-    while (std::getline(in, line)) {
-        if (line.rfind("[Event ", 0) == 0 && any) {
-            in.seekg(-static_cast<std::streamoff>(line.size() + 1), std::ios::cur);
+// Reads a stream of games one at a time (pipes cannot seek back, so the line that starts the next game is
+// kept until then). Comments and move numbers are skipped.
+class GameReader {
+  public:
+    explicit GameReader(std::istream &in) : m_in(in) {}
+
+    bool next(Game &g) {
+        g = Game();
+        bool any = false;
+        std::string line;
+        while (take(line)) {
+            if (line.rfind("[Event ", 0) == 0 && any) {
+                m_pending = line;
+                m_has_pending = true;
+                return true;
+            }
+            if (line.empty()) continue;
+            any = true;
+            if (line[0] == '[')
+                tag(line, g);
+            else
+                moves(line, g);
+        }
+        return any;
+    }
+
+  private:
+    bool take(std::string &line) {
+        if (m_has_pending) {
+            m_has_pending = false;
+            line = m_pending;
             return true;
         }
-        if (line.empty()) continue;
-        any = true;
-        if (line[0] == '[') {
-            const auto q = line.find('"');
-            const auto e = line.rfind('"');
-            if (q == std::string::npos || e <= q) continue;
-            const std::string value = line.substr(q + 1, e - q - 1);
-            if (line.rfind("[FEN ", 0) == 0) g.fen = value;
-            if (line.rfind("[Result ", 0) == 0) g.result = value;
-            continue;
-        }
+        return static_cast<bool>(std::getline(m_in, line));
+    }
+    static void tag(const std::string &line, Game &g) {
+        const auto q = line.find('"');
+        const auto e = line.rfind('"');
+        if (q == std::string::npos || e <= q) return;
+        const std::string value = line.substr(q + 1, e - q - 1);
+        if (line.rfind("[FEN ", 0) == 0) g.fen = value;
+        if (line.rfind("[Result ", 0) == 0) g.result = value;
+    }
+    void moves(const std::string &line, Game &g) {
         std::string text;
-        bool comment = false;
-        for (char c : line) { // drop {comments}
-            if (c == '{') comment = true;
-            if (!comment) text += c;
-            if (c == '}') comment = false;
+        for (char c : line) { // drop {comments}, which may span lines
+            if (c == '{') m_comment = true;
+            if (!m_comment) text += c;
+            if (c == '}') m_comment = false;
         }
         std::istringstream words(text);
         for (std::string w; words >> w;)
             if (is_move(w)) g.moves.push_back(w);
     }
-    return any;
-}
+
+    std::istream &m_in;
+    std::string m_pending;
+    bool m_has_pending = false;
+    bool m_comment = false;
+};
 
 } // namespace
 
@@ -79,7 +105,8 @@ int main(int argc, char **argv) {
 
     long games = 0, kept = 0, seen = 0;
     Game g;
-    while (read_game(std::cin, g)) {
+    GameReader reader(std::cin);
+    while (reader.next(g)) {
         const char *label = g.result == "1-0"       ? "1"
                             : g.result == "0-1"     ? "0"
                             : g.result == "1/2-1/2" ? "0.5"
