@@ -6,8 +6,8 @@ clock: games, losses on time, illegal moves, crashes and stalls, the score, and 
                  [--games 100] [--chess960 0|1|half] [--threads 1] [--hash 16] [--concurrency 2] [--sprt]
 
 The games are played in pairs from the same opening with the colours swapped (8-move openings, or the 960
-start positions for Chess960). With --sprt the manager runs a sequential test (elo0=0 elo1=5,
-alpha=beta=0.05) and stops by itself, --games being the most it plays. The exit status is 1 when any game
+start positions for Chess960). With --sprt the manager runs a sequential test (elo0=0, elo1=5 or
+--elo1, alpha=beta=0.05) and stops by itself, --games being the most it plays. The exit status is 1 when any game
 ended in a fault (time, illegal move, crash or stall), 2 when nothing could be played.
 """
 import argparse
@@ -61,7 +61,7 @@ def play(args, new, old, chess960, games, pgn, workdir):
                "-rounds", str(max(1, games // 2)), "-repeat", "-concurrency", str(args.concurrency),
                "-pgnout", "file=" + pgn, "timeleft=true", "latency=true", "-ratinginterval", "0"]
     if args.sprt:
-        command += ["-sprt", "elo0=0", "elo1=5", "alpha=0.05", "beta=0.05"]
+        command += ["-sprt", "elo0=0", "elo1=%g" % args.elo1, "alpha=0.05", "beta=0.05"]
     print("match: %d %sgames at %s, new %s against old %s" % (games, "Chess960 " if chess960 else "", args.tc,
                                                             new, old), flush=True)
     # The manager leaves its state (config.json) in its working directory: a scratch one.
@@ -120,6 +120,7 @@ def main():
     parser.add_argument("--hash", type=int, default=16)
     parser.add_argument("--concurrency", type=int, default=2)
     parser.add_argument("--sprt", action="store_true")
+    parser.add_argument("--elo1", type=float, default=5, help="the sequential test's alternative (elo0 is 0)")
     parser.add_argument("--pgn", help="keep the games in this file")
     args = parser.parse_args()
 
