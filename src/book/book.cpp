@@ -128,21 +128,24 @@ std::int64_t Book::elapsed_nanoseconds() const {
         .count();
 }
 
-BKmove Book::get_move(std::uint64_t key) {
-    const std::vector<Book_record> records = get_records(key);
+BKmove Book::choose(const std::vector<Book_record> &records, std::int64_t draw) {
     std::int64_t total = 0;
     for (const Book_record &r : records)
         total += r.get_weight();
     if (total == 0) return BKmove(); // no records, or all of weight 0
-    // The low 32 bits of the time taken as a signed number: a negative draw picks the first record.
-    const std::uint32_t low_bits = static_cast<std::uint32_t>(elapsed_nanoseconds());
-    const std::int64_t r0 = low_bits >= 0x80000000u ? static_cast<std::int64_t>(low_bits) - 0x100000000LL
-                                                    : static_cast<std::int64_t>(low_bits);
-    std::int64_t rest = r0 % total - records[0].get_weight();
+    std::int64_t rest = draw % total - records[0].get_weight();
     std::size_t chosen = 0;
     while (rest > 0) {
         if (++chosen == records.size()) return BKmove();
         rest -= records[chosen].get_weight();
     }
     return records[chosen].get_move();
+}
+
+BKmove Book::get_move(std::uint64_t key) {
+    // The low 32 bits of the time taken as a signed number.
+    const std::uint32_t low_bits = static_cast<std::uint32_t>(elapsed_nanoseconds());
+    const std::int64_t draw = low_bits >= 0x80000000u ? static_cast<std::int64_t>(low_bits) - 0x100000000LL
+                                                      : static_cast<std::int64_t>(low_bits);
+    return choose(get_records(key), draw);
 }

@@ -92,6 +92,9 @@ class Book {
     BKmove get_move(std::uint64_t key);
     // Every record of the key in file order.
     std::vector<Book_record> get_records(std::uint64_t key);
+    // The record a draw picks: the draw modulo the total weight walks the weights in file order, and a
+    // negative draw picks the first record; 0 when the weights are all 0 or the walk runs off the end.
+    static BKmove choose(const std::vector<Book_record> &records, std::int64_t draw);
 
   private:
     bool read_record(std::int64_t offset, Book_record &r);
