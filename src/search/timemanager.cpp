@@ -2,13 +2,22 @@
 
 #include <algorithm>
 
-TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo,
-                     std::uint64_t movetime) {
+std::uint64_t fixed_time_used(std::uint64_t movetime, std::uint64_t margin) {
+    constexpr std::uint64_t overhead = TimeManager::move_overhead_ms;
+    // The answer must be out by the move time, the protocol's cost included.
+    if (movetime <= overhead) return 1;
+    // Long move times keep the safety margin; shorter ones still think up to the floor, so that more time
+    // given never means less thinking (a margin subtracted alone would leave nothing at 200 ms).
+    const std::uint64_t floor = std::min(movetime - overhead, fixed_time_floor_ms);
+    return movetime > margin + floor ? movetime - margin : floor;
+}
+
+TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime,
+                     std::uint64_t margin) {
     using std::min;
     constexpr std::uint64_t overhead = TimeManager::move_overhead_ms;
     if (movetime != time_not_given) {
-        // A fixed move time: the answer must be out by then, the protocol's cost included.
-        const std::uint64_t end = movetime > overhead ? movetime - overhead : 1;
+        const std::uint64_t end = fixed_time_used(movetime, margin);
         return {end, end};
     }
     if (time_left == time_not_given) return {time_not_given, time_not_given};
@@ -70,15 +79,13 @@ std::uint64_t TimeManager::elapsed_ms() {
 TimeBudget TimeManager::budget() const {
     const bool white = m_white_to_move;
     return plan_time(white ? m_wtime : m_btime, white ? m_winc : m_binc, m_movestogo_given ? m_movestogo : 0,
-                     m_movetime);
+                     m_movetime, static_cast<std::uint64_t>(m_lag));
 }
 
 bool TimeManager::time_to_move() {
     const std::uint64_t elapsed = elapsed_ms();
     if (m_infinite || m_pondering) return false;
     if (m_movetime == 0) return false;
-    // Unsigned on purpose: a move time below the lag wraps around and never fires here.
-    if (elapsed >= m_movetime - static_cast<std::uint64_t>(m_lag)) return true;
     return elapsed >= budget().hard;
 }
 

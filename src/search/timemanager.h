@@ -90,7 +90,13 @@ struct TimeBudget {
 };
 // movestogo 0: sudden death. Neither limit ever reaches into the clock's reserve, and both leave the
 // protocol's cost of a move aside, so a game at any clock ends on the board.
-TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime);
+// A fixed move time leaves this much thinking at least, where the move time has room for it.
+constexpr std::uint64_t fixed_time_floor_ms = 190;
+// The time a "go movetime" search may use: the move time less the safety margin, but never below the
+// floor (or the move time less the protocol's cost, if that is less). Non-decreasing in the move time.
+std::uint64_t fixed_time_used(std::uint64_t movetime, std::uint64_t margin);
+TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int movestogo, std::uint64_t movetime,
+                     std::uint64_t margin = 200);
 // In sudden death the plan assumes this many more moves at least.
 constexpr std::uint64_t sudden_death_horizon = 50;
 

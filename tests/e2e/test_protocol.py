@@ -56,6 +56,20 @@ def test_many_lines_never_delay_the_answer(binary):
     assert e.quit() == 0
 
 
+def test_fixed_move_times_around_the_margin_think_without_a_cliff(binary):
+    # The margin of 200 ms once left "movetime 200" about nothing; every move time here thinks its floor.
+    e = Engine(binary)
+    e.send("position fen r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9")
+    e.isready()
+    for movetime, least in ((150, 130), (180, 160), (200, 180), (220, 180), (250, 180), (400, 180)):
+        start = time.monotonic()
+        lines = e.go("go movetime %d" % movetime, 10)
+        took = (time.monotonic() - start) * 1000
+        assert least <= took < within(movetime + 100), (movetime, took)
+        assert lines[-1].startswith("bestmove ") and lines[-1] != "bestmove 0000", lines[-1]
+    assert e.quit() == 0
+
+
 def test_every_search_prints_a_scored_line(binary):
     e = Engine(binary)
     mates = ["8/8/8/8/8/6k1/4r3/6K1 b - - 0 1", "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1",

@@ -38,19 +38,35 @@ TEST(TimePlan, EveryClockStaysInsideAndSurvivesTwoHundredMoves) {
                     if (mtg > 0 && --left == 0) left = mtg, clock += start;
                 }
             }
-    // A fixed move time ends early enough for the answer to be out in time, and never at 0.
     EXPECT_EQ(plan_time(time_not_given, 0, 0, time_not_given).hard, time_not_given);
-    for (std::uint64_t movetime : {1, 10, 50, 100, 1000, 10000}) {
+}
+
+TEST(TimePlan, FixedMoveTimeNeverThinksLessForMoreTime) {
+    const std::uint64_t overhead = TimeManager::move_overhead_ms;
+    std::uint64_t previous = 0;
+    for (std::uint64_t movetime = 1; movetime <= 3000; ++movetime) {
         const TimeBudget b = plan_time(time_not_given, 0, 0, movetime);
-        EXPECT_EQ(b.soft, b.hard);
-        EXPECT_LE(b.hard, movetime);
-        // Room for the answer's way out when the move time leaves any.
+        ASSERT_EQ(b.soft, b.hard);
+        ASSERT_GE(b.hard, previous) << movetime; // no cliff anywhere
+        previous = b.hard;
+        ASSERT_GT(b.hard, 0u);
+        ASSERT_LE(b.hard, movetime);
+        // Room for the answer's way out when the move time leaves any; no more held back than needed below
+        // the floor, the floor itself up to the margin, and the whole margin kept beyond.
         if (movetime > overhead) {
-            EXPECT_LE(b.hard + overhead, movetime) << movetime;
+            ASSERT_LE(b.hard + overhead, movetime) << movetime;
         }
-        EXPECT_GE(b.hard + overhead, movetime);
-        EXPECT_GT(b.hard, 0u);
+        if (movetime <= 200) {
+            ASSERT_GE(b.hard + overhead, movetime) << movetime;
+        }
+        ASSERT_GE(b.hard, std::min<std::uint64_t>(movetime > overhead ? movetime - overhead : 1, 190));
+        if (movetime >= 390) {
+            ASSERT_EQ(b.hard, movetime - 200) << movetime;
+        }
     }
+    // The margin is the GUI's lag: a larger one shifts where the floor gives way, not the floor.
+    EXPECT_EQ(fixed_time_used(500, 400), 190u);
+    EXPECT_EQ(fixed_time_used(1000, 400), 600u);
 }
 
 TEST(TimeManager, ClockRulesAndItsOrigin) {
@@ -75,12 +91,14 @@ TEST(TimeManager, ClockRulesAndItsOrigin) {
 }
 
 TEST(TimeManager, MoveTimeAgainstTheLag) {
+    // A move time at the lag still thinks about 190 ms: not done after 100, done after 195.
     TimeManager t;
-    t.set_movetime(150); // below the lag: movetime - lag wraps, only the hard time ends the search
+    t.set_movetime(200);
+    t.set_origin(std::chrono::system_clock::now() - std::chrono::milliseconds(100));
     t.start();
-    std::this_thread::sleep_for(std::chrono::milliseconds(160));
-    EXPECT_TRUE(t.time_to_move());
-    t.set_movetime(200); // equal to the lag: fires at the first check
+    EXPECT_FALSE(t.time_to_move());
+    t.set_origin(std::chrono::system_clock::now() - std::chrono::milliseconds(195));
+    t.start();
     EXPECT_TRUE(t.time_to_move());
     t.set_infinite(true);
     EXPECT_FALSE(t.time_to_move());
