@@ -1,6 +1,7 @@
 // Search driver: thread body, settings, iterative deepening, the root with MultiPV and endgame tables.
 #include "search/analysis.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -147,11 +148,14 @@ void Analysis::new_node() {
             m_action = 2;
             return;
         }
-    } else if ((n & 1023) == 0 && out_of_time()) {
+    } else if ((n & 1023) == 0) {
         // Every 1,024 nodes at any depth: well under a millisecond here, a few on the slow target, so a
         // short move time still ends on time.
-        m_action = 2;
-        return;
+        if (out_of_time()) {
+            m_action = 2;
+            return;
+        }
+        if (m_building) build_slice();
     }
     m_nodes.fetch_add(1, std::memory_order_relaxed);
 }
@@ -196,6 +200,8 @@ void Analysis::iterative_search() {
     m_pondermove.clear();
     m_root_pv.clear();
     m_exact_pv.clear();
+    m_building = nullptr;
+    m_next_slice_ms = 0;
     m_history.divide_by_8();
     m_counter.divide_by_8();
     m_killer.clear();
@@ -296,9 +302,9 @@ Egt4Pieces *Analysis::endgame_table() {
         return nullptr;
     }
     (table == &m_kbnk ? m_kqkr : m_kbnk).release();
-    // Built only while a game clock runs: a search limited by depth, nodes or mate, or an infinite one,
-    // never waits for a build, and uses a table only once it is complete.
-    if (table->progress() < 101 && m_time.clock_running()) {
+    // A table is used only once it is complete.
+    const build_t mode = build_mode();
+    if (table->progress() < 101 && mode != build_t::none) {
         if (table->progress() < 0 || table->progress() > 100) {
             table->release();
             return_lent_memory(); // the other table may have held it
@@ -309,11 +315,17 @@ Egt4Pieces *Analysis::endgame_table() {
             else
                 table->use_own_buffer();
         }
+        if (mode == build_t::in_slices) {
+            m_building = table;
+            build_slice();
+            return table;
+        }
         const int reserve = table == &m_kbnk ? 2001 : 4001;
-        // Steps while the clock allows: never into its last seconds, on the own clock never past half of
-        // the planned time (the search needs the rest), and not past a "stop".
-        const bool own_clock = !m_time.pondering() && !m_time.infinite();
-        const std::uint64_t build_ms = own_clock ? m_time.budget().soft / 2 : time_not_given;
+        // Steps while the clock allows: never into its last seconds, and not past a "stop". A complete
+        // table plays the rest of the ending perfectly and at once, so it may take half the planned time
+        // or a twentieth of the clock, whichever is more: two moves of a 30 s game hold the longer build.
+        const std::uint64_t build_ms =
+            std::max<std::uint64_t>(m_time.budget().soft / 2, m_time.remaining_time() / 20);
         while (table->progress() < 101 && m_action.load() != 2 && m_time.remaining_time() >= reserve &&
                m_time.elapsed_ms() < build_ms) {
             const int before = table->progress();
@@ -322,6 +334,47 @@ Egt4Pieces *Analysis::endgame_table() {
         }
     }
     return table;
+}
+
+Analysis::build_t Analysis::build_mode() const {
+    if (m_depth_cap2 < 101 || m_max_nodes != no_node_limit) return build_t::none;
+    if (m_time.infinite() || m_time.pondering()) return build_t::in_slices;
+    if (m_time.movetime() != time_not_given)
+        return m_time.movetime() >= long_movetime_ms ? build_t::in_slices : build_t::none;
+    return m_time.clock_running() ? build_t::on_clock : build_t::none;
+}
+
+void Analysis::build_slice() {
+    const std::uint64_t start = m_time.elapsed_ms();
+    if (!m_building || start < m_next_slice_ms) return;
+    while (!m_building->complete() && m_action.load() != 2 && m_time.elapsed_ms() < start + build_slice_ms) {
+        const int before = m_building->progress();
+        m_building->create();
+        if (m_building->progress() < 0 && before < 0) break; // no memory: the build cannot start
+    }
+    // Complete, the tree reads it at once and the next iteration's root plays from it.
+    if (m_building->complete() || m_building->progress() < 0) m_building = nullptr;
+    m_next_slice_ms = m_time.elapsed_ms() + build_slice_ms; // the search gets as long again
+}
+
+bool Analysis::table_score(int &score) const {
+    if (m_pos.all_pieces().popcount() > 4) return false;
+    const Egt4Pieces *table = m_kqkr.complete() ? &m_kqkr : m_kbnk.complete() ? &m_kbnk : nullptr;
+    if (!table) return false;
+    const EgtProbe p = table->probe(m_pos);
+    switch (p.result) {
+    case egt_result_t::win:
+        score = mate - m_ply - p.plies;
+        return true;
+    case egt_result_t::loss:
+        score = -(mate - m_ply - p.plies);
+        return true;
+    case egt_result_t::draw:
+        score = 0;
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool Analysis::root_from_table(Egt4Pieces &table, int depth) {

@@ -123,6 +123,18 @@ class Analysis {
   private:
     // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
     Egt4Pieces *endgame_table();
+    // How this search may build a table: never under a depth, node or mate limit (those never wait); all
+    // at once before the search on the engine's own clock; in slices between nodes while analysing,
+    // pondering or on a long move time, so that the info lines keep coming.
+    enum class build_t { none, on_clock, in_slices };
+    build_t build_mode() const;
+    // A slice of the build under way, once the search has had as long since the last one.
+    void build_slice();
+    static constexpr std::uint64_t build_slice_ms = 50;
+    // A fixed move time this long holds a build (two seconds on a fast machine, done in slices).
+    static constexpr std::uint64_t long_movetime_ms = 5000;
+    // The exact score of a node the complete table knows; false when there is none.
+    bool table_score(int &score) const;
     // The endgame tables borrow this many bytes from the start of the transposition table (93,750 buckets).
     static constexpr std::size_t endgame_memory = 6000000;
     void return_lent_memory();
@@ -154,6 +166,8 @@ class Analysis {
     Evaluation m_eval;
     Egt4Pieces m_kbnk;
     Egt4Pieces m_kqkr;
+    Egt4Pieces *m_building = nullptr;  // the table built in slices during this search
+    std::uint64_t m_next_slice_ms = 0; // when the next slice may start, in ms since "go"
     TimeManager m_time;
     MultiPV m_mpv;
     unsigned m_multipv = 1;

@@ -92,6 +92,8 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     if (m_ply > 0) {
         if (m_pos.draw_by_threefold_repetition()) return 0;
         if (m_pos.get_dfz() > 100) return 0;
+        int exact = 0;
+        if (table_score(exact)) return exact; // a complete endgame table knows this node
     }
     int depth = depth_in;
     if (depth < 1 || m_ply > 101 || m_ply >= max_ply - 8) return leaf(alpha, beta);
@@ -165,6 +167,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     int early = 0;
     if (enter_node(alpha, beta, early)) return early;
     if (m_pos.draw_by_threefold_repetition()) return 0;
+    int exact = 0;
+    if (table_score(exact)) return exact; // a complete endgame table knows this node
     if (depth < 1 || m_ply > 101 || m_ply >= max_ply - 8) return leaf(alpha, beta);
 
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];

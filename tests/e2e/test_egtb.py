@@ -5,14 +5,14 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import Engine, main, within
+from uci_driver import TIME_SCALE, Engine, main, within
 
 MATE = re.compile(r" score mate (-?\d+) ")
 QUEEN_ROOK = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"  # Qxh1 and mate in 10
 
 
-# Tables are built on a game clock only, in at most half of the planned time of a move: ten minutes leave
-# seconds for it.
+# On a game clock a table is built before the search, in half of the planned time of a move or a twentieth
+# of the clock: ten minutes leave seconds for it.
 def go(e, fen, moves=(), command="go wtime 600000 btime 600000", timeout=60.0):
     """The best move and the last announced mate (None without one)."""
     e.send("position fen " + fen + (" moves " + " ".join(moves) if moves else ""))
@@ -71,6 +71,46 @@ def test_the_build_yields_to_the_clock_stop_and_a_hash_resize(binary):
     assert e.quit() == 0
 
 
+def test_analysis_and_pondering_build_in_slices_and_limits_never_wait(binary):
+    # Analysing or pondering, the table is built between the search's nodes and used once complete.
+    for command in ("go infinite", "go ponder wtime 60000 btime 60000"):
+        e = Engine(binary)
+        e.send("position fen " + QUEEN_ROOK)
+        e.send(command)
+        lines = e.expect(lambda l: MATE.search(l) is not None, 30)
+        assert int(MATE.search(lines[-1]).group(1)) == 10, lines[-1]
+        start = time.monotonic()
+        e.send("stop")
+        e.expect(lambda l: l.startswith("bestmove"), 5)
+        assert time.monotonic() - start < within(1.0)
+        assert e.quit() == 0
+    # A depth limit, or a short move time, never waits for a build, and leaves none behind.
+    e = Engine(binary)
+    for command in ("go depth 8", "go movetime 300", "go depth 8"):
+        start = time.monotonic()
+        move, mate = go(e, QUEEN_ROOK, command=command)
+        assert mate is None and move != "0000" and time.monotonic() - start < within(1.5), (command, mate)
+    assert e.quit() == 0
+
+
+def test_a_game_clock_has_the_table_by_the_second_move_from_thirty_seconds(binary):
+    if TIME_SCALE != 1:
+        print("note: a slow build's game clock holds less of the build; the second-move goal is not checked")
+        return
+    e = Engine(binary)
+    moves = []
+    for clock in (30000, 29000):
+        move, mate = go(e, QUEEN_ROOK, moves, command="go wtime %d btime 30000" % clock)
+        moves.append(move)
+        if mate is not None:
+            break
+        moves.append(go(e, QUEEN_ROOK, moves, command="go depth 1")[0])
+    assert mate is not None, moves
+    assert e.quit() == 0
+
+
 if __name__ == "__main__":
     main([test_bishop_and_knight_mate_as_announced_with_the_smallest_hash,
-          test_the_build_yields_to_the_clock_stop_and_a_hash_resize])
+          test_the_build_yields_to_the_clock_stop_and_a_hash_resize,
+          test_analysis_and_pondering_build_in_slices_and_limits_never_wait,
+          test_a_game_clock_has_the_table_by_the_second_move_from_thirty_seconds])

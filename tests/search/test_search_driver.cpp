@@ -9,8 +9,8 @@
 namespace {
 const char *const queen_rook = "8/8/8/4k3/8/8/8/KQ5r w - - 0 1"; // Qxh1, then mate in 10
 
-// A clock of ms for both sides. A ponder search builds tables for as long as the clock allows, however
-// slow the machine, where a search on its own clock would build for half its planned time only.
+// A clock of ms for both sides. A ponder search builds tables in slices until they are complete, however
+// slow the machine, where a search on its own clock builds for a share of its time only.
 void give_clock(Analysis &a, std::uint64_t ms, bool pondering = false) {
     TimeManager &t = a.time_manager();
     t.reset();
@@ -62,17 +62,20 @@ TEST(SearchDriver, TheSearchDateNeverLooksLikeAClearedRecord) {
     }
 }
 
-TEST(SearchDriver, EndgameTablesAreBuiltOnAClockOnly) {
-    // "go depth 3" without a clock never waits for a build: a plain search.
+TEST(SearchDriver, EndgameTablesAreBuiltOnlyWithoutADepthLimit) {
+    // "go depth 3", with a clock or without, never waits for a build: a plain search.
     Search win(queen_rook, 3);
     const auto t0 = std::chrono::steady_clock::now();
     win.run();
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(500));
     EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
     EXPECT_EQ(tables().tt().get_threshold(), 0u);
-    // On a clock the table is built in the first 6,000,000 bytes of the 16 MB transposition table, and
-    // Qxh1 leaves queen against king, mate in 10.
     give_clock(*win.a, 600000, true);
+    win.run();
+    EXPECT_EQ(tables().tt().get_threshold(), 0u);
+    // Without the limit the table is built in the first 6,000,000 bytes of the 16 MB transposition table,
+    // and Qxh1 leaves queen against king, mate in 10: the search ends once that mate is exact.
+    win.a->set_depth(101);
     EXPECT_EQ(win.run(), 30000 - 19);
     EXPECT_EQ(win.a->best_move().algebraic(), "b1h1");
     EXPECT_EQ(tables().tt().get_threshold(), 93750u);
@@ -81,6 +84,7 @@ TEST(SearchDriver, EndgameTablesAreBuiltOnAClockOnly) {
     ChessPosition after(tables());
     after.fen("8/8/8/4k3/8/8/8/K6Q b - - 0 1");
     win.a->init(after);
+    win.a->set_depth(3);
     give_clock(*win.a, time_not_given);
     EXPECT_EQ(win.run(), -(30000 - 18));
     // Other material hands the memory back.
