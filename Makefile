@@ -117,5 +117,6 @@ uninstall:
 
 # libFuzzer targets of tests/fuzz, each run for FUZZ_SECONDS; installs clang when it is missing.
 FUZZ_SECONDS ?= 60
+FUZZ_FROM ?= seeds
 fuzz:
-	FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) ./tools/fuzz.sh
+	FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_FROM=$(FUZZ_FROM) JOBS=$(JOBS) ./tools/fuzz.sh

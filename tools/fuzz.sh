@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets of tests/fuzz with clang and runs each, one after the other, for
 # FUZZ_SECONDS (default 60). New inputs go to build/fuzz/corpus/, crashes and hangs to build/fuzz/artifacts/.
+# FUZZ_FROM=empty starts every target from nothing instead (build/fuzz/empty/, emptied first): the seeds
+# steer the fuzzer towards what we already thought of, and inputs far from them are found only this way.
 # Installs clang with apt-get when it is missing and says loudly that it skipped when it cannot.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -33,11 +35,17 @@ cmake --build "$build" -j "$jobs" --target $targets
 failed=()
 for target in $targets; do
     name=${target#fuzz_}
-    corpus=$build/corpus/$name
     artifacts=$build/artifacts/$name
+    if [ "${FUZZ_FROM:-seeds}" = empty ]; then
+        corpus=$build/empty/$name
+        rm -rf "$corpus"
+        inputs=()
+    else
+        corpus=$build/corpus/$name
+        inputs=(tests/fuzz/corpus/"$name")
+        [ -d tests/fuzz/regressions/"$name" ] && inputs+=(tests/fuzz/regressions/"$name")
+    fi
     mkdir -p "$corpus" "$artifacts"
-    inputs=(tests/fuzz/corpus/"$name")
-    [ -d tests/fuzz/regressions/"$name" ] && inputs+=(tests/fuzz/regressions/"$name")
     dict=()
     [ -f tests/fuzz/"$name".dict ] && dict=(-dict=tests/fuzz/"$name".dict)
     echo "=== $target: $seconds s"

@@ -594,6 +594,9 @@ std::string ChessPosition::setup_error() const {
         return "a position needs exactly one king of each colour";
     if ((m_pieces[wpawn] | m_pieces[bpawn]) & (rank1 | rank8))
         return "a pawn stands on the first or last rank";
+    // The material index counts each kind in four bits: with at most 16 men a side no kind, promotions
+    // included, passes 15.
+    if (m_white.popcount() > 16 || m_black.popcount() > 16) return "a side has more than 16 men";
     const bool other_in_check = m_stm ? white_attacks(m_pieces[bking]) : black_attacks(m_pieces[wking]);
     if (other_in_check) return "the side not to move is in check";
     return "";

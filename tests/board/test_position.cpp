@@ -131,6 +131,20 @@ TEST(PositionSetup, Mirrors) {
     EXPECT_EQ(p.fen(), "3k4/6p1/8/8/8/8/1P6/3KQ3 w - - 0 1");
 }
 
+TEST(PositionSetup, RefusesMaterialTheIndexCannotCount) {
+    // Four bits a kind: 16 men a side fit even after every promotion, a 17th does not. The fuzzer's
+    // sixteen black pawns on short ranks made the index wrong after a single move.
+    ChessPosition p(tables());
+    p.fen("4k3/8/8/8/8/1QQQQQQQ/QQQQQQQQ/4K3 b - - 0 1");
+    EXPECT_EQ(p.setup_error(), "");
+    p.fen("4k3/8/8/8/Q7/1QQQQQQQ/QQQQQQQQ/4K3 b - - 0 1");
+    EXPECT_EQ(p.setup_error(), "a side has more than 16 men");
+    p.fen("4K3/8/8/8/q7/1qqqqqqq/qqqqqqqq/4k3 w - - 0 1");
+    EXPECT_EQ(p.setup_error(), "a side has more than 16 men");
+    p.fen("nrnqkbnr/pppppppp/8/8/QKBNR/pppppppp/8 w KQkq - 0 1");
+    EXPECT_NE(p.setup_error(), "");
+}
+
 TEST(CastlingRights, RookCapturedOnItsHomeSquare) {
     // Bishops take the h1 and a8 rooks on their home squares: exactly those rights go.
     ChessPosition p = after("g2h1", "r3k2r/8/8/8/8/8/6b1/R3K2R b KQkq - 0 1");

@@ -40,11 +40,18 @@ def test_malformed_input_keeps_the_engine_serving(binary):
         "xyzzy",
         "\t  ",
         "position fen " + "1" * 5000,
+        "position fen nrnqkbnr/pppppppp/8/8/QKBNR/pppppppp/8 w KQkq - 0 1",  # more men than can be counted
     ]
     for line in bad:
         e.send(line)
         e.isready()
     # The last good position stands: after the rejected lines the legal FEN above is kept.
+    e.send("position fen 4k3/8/8/8/8/8/8/4K2R w K - 0 1")
+    e.send("position fen nrnqkbnr/pppppppp/8/8/QKBNR/pppppppp/8 w KQkq - 0 1")
+    lines = e.expect(lambda l: l.startswith("info string"))
+    assert "more than 16 men" in lines[-1], lines
+    e.send("go perft 1")
+    assert e.expect(lambda l: l.startswith("Nodes searched"))[-1] == "Nodes searched: 15"
     assert e.perft("position startpos", 2)[-1] == "Nodes searched: 400"
     # An illegal move in a list stops it like an unreadable one: made as it stands it would corrupt the board.
     lines = e.perft("position startpos moves e2e4 e1e3 e7e5", 1)
