@@ -7,7 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match clean
-.PHONY: engine exe install uninstall fuzz datagen tune
+.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf
 
 all: release
 
@@ -114,6 +114,12 @@ uninstall:
 	rm -f $(GAMESDIR)/dravnik $(MAN6DIR)/dravnik.6
 	@if [ "$$(readlink "$(BOOKDIR)/Dravnik.bin")" = "$(GNUCHESS_BOOK)" ]; then rm -f "$(BOOKDIR)/Dravnik.bin"; fi
 	@rmdir $(BOOKDIR) 2>/dev/null || { [ ! -d $(BOOKDIR) ] || echo "kept $(BOOKDIR): it holds files of your own"; }
+
+# Debian packages with Debian's tools, into build/deb/: for this machine, and cross-built for the ARM boards.
+deb:
+	./tools/deb.sh
+deb-armhf:
+	./tools/deb.sh armhf
 
 # libFuzzer targets of tests/fuzz, each run for FUZZ_SECONDS; installs clang when it is missing.
 FUZZ_SECONDS ?= 60
