@@ -216,6 +216,17 @@ TEST(MoveGenerator, EveryCheckFlagTellsWhetherTheMoveChecks) {
         "4k3/8/8/8/8/3B4/8/R3K1N1 w Q - 0 1", // castling rooks that may check, or not
         "3k4/8/8/8/8/8/8/R3K3 w Q - 0 1",     // long castling gives check on the d-file
         "1r5k/P1P5/8/8/8/8/8/4K3 w - - 0 1",  // promotions that check, with and without capture
+        // Every promotion piece along every line from the new piece: diagonal, rank, file, knight's jump,
+        // and a capture that promotes onto a diagonal; for both colours.
+        "8/4P3/8/7k/8/8/8/K7 w - - 0 1",
+        "k7/4P3/8/8/8/8/8/4K3 w - - 0 1",
+        "8/4P3/8/8/8/4k3/8/K7 w - - 0 1",
+        "8/4P1k1/8/8/8/8/8/K7 w - - 0 1",
+        "3r4/4P3/8/k7/8/8/8/4K3 w - - 0 1",
+        "k7/8/8/8/8/8/4p3/7K b - - 0 1",
+        "4K3/8/8/8/8/8/4p3/k7 b - - 0 1",
+        "8/8/8/K7/8/8/4p3/k7 b - - 0 1",
+        "k7/8/8/8/8/8/2K1p3/3R4 b - - 0 1",
         "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1",
     };
     for (const std::string &fen : perft_fens())
