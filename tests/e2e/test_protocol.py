@@ -70,6 +70,19 @@ def test_fixed_move_times_around_the_margin_think_without_a_cliff(binary):
     assert e.quit() == 0
 
 
+def test_a_go_plans_from_its_own_limits_only(binary):
+    # Moves to go of one "go" left standing would make the next sudden-death search spend a third of the
+    # clock; and the opponent's clock is not ours.
+    e = Engine(binary)
+    e.send("position startpos moves e2e4 e7e5")
+    e.go("go depth 1 wtime 60000 btime 60000 movestogo 1", 10)
+    for go in ("go wtime 60000 btime 60000", "go wtime 60000 btime 1000 binc 0 winc 0"):
+        start = time.monotonic()
+        e.go(go, 30)
+        assert time.monotonic() - start < within(8.0), (go, time.monotonic() - start)
+    assert e.quit() == 0
+
+
 def test_every_search_prints_a_scored_line(binary):
     e = Engine(binary)
     mates = ["8/8/8/8/8/6k1/4r3/6K1 b - - 0 1", "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1",
@@ -162,4 +175,5 @@ if __name__ == "__main__":
           test_many_lines_never_delay_the_answer, test_every_search_prints_a_scored_line,
           test_hash_of_two_gigabytes_and_bench_after_limits,
           test_gui_analysis_searches_exactly_the_position_it_was_given,
-          test_ponder_hit_and_ponder_miss_as_a_gui_sends_them])
+          test_ponder_hit_and_ponder_miss_as_a_gui_sends_them,
+          test_fixed_move_times_around_the_margin_think_without_a_cliff, test_a_go_plans_from_its_own_limits_only])

@@ -90,6 +90,40 @@ TEST(TimeManager, ClockRulesAndItsOrigin) {
     EXPECT_TRUE(t.time_to_move());
 }
 
+TEST(TimeManager, PlansFromTheMoversClockAndThisGoOnly) {
+    // The other side's clock and increment never enter the plan, whichever side moves.
+    for (const bool white : {true, false}) {
+        TimeManager t;
+        t.set_white_to_move(white);
+        (white ? t.set_wtime(60000) : t.set_btime(60000));
+        (white ? t.set_winc(1000) : t.set_binc(1000));
+        (white ? t.set_btime(1500) : t.set_wtime(1500));
+        (white ? t.set_binc(0) : t.set_winc(0));
+        const TimeBudget own = plan_time(60000, 1000, 0, time_not_given);
+        EXPECT_EQ(t.target_ms(), own.soft) << white;
+        EXPECT_EQ(t.hard_limit_ms(), own.hard) << white;
+    }
+    // A "go" with moves to go, then one without: the second plans for sudden death, not 1 move to go.
+    TimeManager t;
+    t.set_wtime(60000);
+    t.set_movestogo(1);
+    const std::uint64_t one_to_go = t.target_ms();
+    t.reset();
+    t.set_wtime(60000);
+    EXPECT_EQ(t.target_ms(), plan_time(60000, 0, 0, time_not_given).soft);
+    EXPECT_LT(t.target_ms(), one_to_go);
+    // Pondering on a clock never stops itself, however long it runs; after ponderhit the clock rules.
+    t.reset();
+    t.set_wtime(1000);
+    t.set_pondering(true);
+    t.set_origin(std::chrono::system_clock::now() - std::chrono::milliseconds(5000));
+    t.start();
+    EXPECT_FALSE(t.time_to_move());
+    EXPECT_EQ(t.percentage(), 0);
+    t.set_pondering(false);
+    EXPECT_TRUE(t.time_to_move());
+}
+
 TEST(TimeManager, MoveTimeAgainstTheLag) {
     // A move time at the lag still thinks about 190 ms: not done after 100, done after 195.
     TimeManager t;
