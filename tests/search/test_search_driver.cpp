@@ -95,3 +95,24 @@ TEST(SearchDriver, EndgameTablesAreBuiltOnlyWithoutADepthLimit) {
     EXPECT_EQ(tables().tt().get_threshold(), 0u);
     // The smallest "Hash" cannot lend the bytes: the end-to-end test mates with a table of its own.
 }
+
+TEST(SearchDriver, TheRootIsNeverADrawByRepetition) {
+    // The game has been here before: the repetition counts from the next move on, and the root still
+    // searches. Answered as a draw, the first move generated would leave the queen hanging.
+    Search s("4k3/8/8/3q4/8/8/8/3RK1N1 w - - 0 1 moves g1f3 e8f8 f3g1 f8e8", 5);
+    EXPECT_GT(s.run(), 500);
+    EXPECT_EQ(s.a->best_move().algebraic(), "d1d5");
+}
+
+TEST(SearchDriver, ASearchThatCompletesNoRootMoveKeepsNoOldPonderMove) {
+    Search s("startpos", 6);
+    s.run();
+    ASSERT_NE(s.a->pondermove().word(), 0u);
+    ChessPosition other(tables());
+    other.fen("4k3/8/8/3q4/8/8/8/3RK1N1 w - - 0 1");
+    s.a->init(other);
+    s.a->set_max_nodes(1);
+    s.run();
+    EXPECT_EQ(s.a->pondermove().word(), 0u);
+    EXPECT_NE(s.a->best_move().word(), 0u);
+}
