@@ -80,6 +80,26 @@ TEST(Endgames, WrongBishopAndRookEndings) {
     EXPECT_EQ(eval("7r/8/8/K7/4k3/4p3/8/R7 b - - 0 1"), 200); // colour mirror, black to move
 }
 
+// Each rule that draws or floors a score, at both sides of the distance where it starts.
+TEST(Endgames, EveryDistanceRuleAtBothSidesOfItsBoundary) {
+    // The defender catches the pawn when it stands within the pawn's steps and nearer than the attacker.
+    EXPECT_EQ(eval("8/8/8/2k5/8/8/1P6/5K2 b - - 0 1"), 0);    // attacker 4 away, defender 3
+    EXPECT_EQ(eval("8/8/8/2k5/8/8/1P6/4K3 b - - 0 1"), -303); // both 3 away: the attacker is in time
+    EXPECT_EQ(eval("5k2/8/8/2P5/8/8/8/7K b - - 0 1"), 0);     // fifth rank: 3 steps, defender 3 away
+    EXPECT_EQ(eval("6k1/8/8/2P5/8/8/8/7K b - - 0 1"), -504);  // defender 4 away: too far
+    // A rook pawn is a draw with the defender next to the corner, and scores the distance beyond.
+    EXPECT_EQ(eval("8/1k6/8/8/8/8/P7/7K w - - 0 1"), 0);
+    EXPECT_EQ(eval("8/8/2k5/8/8/8/P7/7K w - - 0 1"), 2);
+    // The wrong bishop draws with the defender within one square of the corner, not two.
+    EXPECT_EQ(eval("8/1k6/P7/8/8/8/8/2B1K3 w - - 0 1"), 0);
+    EXPECT_GT(eval("8/8/P1k5/8/8/8/8/2B1K3 w - - 0 1"), 100);
+    // Rook and pawn against rook: a score that falls to 0 is floored at 10, as one below it is.
+    EXPECT_EQ(eval("7r/8/8/8/8/8/k3P3/5K1R w - - 0 1"), 10);  // 100 * (5 - 5) + 10 - 10 * 1 = 0
+    EXPECT_EQ(eval("7r/8/8/8/8/8/k3P3/4K2R w - - 0 1"), 10);  // the same with the king beside: 0 too
+    EXPECT_EQ(eval("7r/8/8/8/8/k7/4P3/6KR w - - 0 1"), 10);   // defender nearer: below 0
+    EXPECT_EQ(eval("7r/8/8/8/8/8/4P3/k4K1R w - - 0 1"), 100); // defender 6 away: 100 + 10 - 10 * 1
+}
+
 // Over random placements of each ending's pieces.
 TEST(EndgameMirrors, EverySpecialEndingIsColourAndSideSymmetric) {
     // Each ending with the stronger side white; the colour mirror covers black as the stronger side.
