@@ -179,6 +179,20 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         s = m_eval.static_eval();
         if (s < -(mate_bound + 1) || s > mate_bound + 1) return s;
     }
+    // The table's bound, before any pruning search is spent on this node.
+    int tt_score = 0, tt_draft = 0;
+    bound_t tt_bound = upperbound;
+    bool hit = false;
+    const Move probed = probe_move(tt_score, tt_draft, tt_bound, hit);
+    if (hit && tt_draft >= depth) {
+        if (tt_bound == exact_value) return tt_score;
+        if (tt_bound == upperbound && tt_score <= alpha) return alpha;
+        if (tt_bound == lowerbound && tt_score >= beta) return beta;
+    }
+    // Reverse futility: a static score far above beta with little depth left.
+    if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
+        reverse_futile(depth, s, beta))
+        return beta;
     if (beta <= s && nullmove_allowed()) {
         int v = nullmove_search(depth, alpha, beta);
         if (v >= beta) return beta;
@@ -191,16 +205,6 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         m_gen.create_movetable(m_pos, table); // the verification used this ply's table too
     }
     if (m_action.load() == 2) return alpha;
-
-    int tt_score = 0, tt_draft = 0;
-    bound_t tt_bound = upperbound;
-    bool hit = false;
-    const Move probed = probe_move(tt_score, tt_draft, tt_bound, hit);
-    if (hit && tt_draft >= depth) {
-        if (tt_bound == exact_value) return tt_score;
-        if (tt_bound == upperbound && tt_score <= alpha) return alpha;
-        if (tt_bound == lowerbound && tt_score >= beta) return beta;
-    }
 
     // The table is shared without locks: its move is used only when the generator produces it too.
     MoveList list(m_moves[m_ply]);
@@ -304,7 +308,8 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     }
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
-        if (qdepth < -8 && !in_check && see(m) <= 0) continue;
+        // Captures that lose material are not searched; deep in the quiescence, even exchanges neither.
+        if (!in_check && (qdepth < -8 ? see(m) <= 0 : see(m) < 0)) continue;
         make_move(m);
         const int child = quiescence(-beta, -alpha, qdepth - 1);
         int v = -child;

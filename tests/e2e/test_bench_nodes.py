@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [691169, 340390, 518283]
-TOTAL_NODES = 1549842
+POSITION_NODES = [307175, 186758, 241750]
+TOTAL_NODES = 735683
 
 
 def test_bench_node_counts(binary):
