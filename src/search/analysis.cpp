@@ -237,7 +237,7 @@ void Analysis::iterative_search() {
         const Move previous_best = m_best_move;
         const int score = root_search(m_iteration, w.alpha, w.beta);
         const bool stopped = m_action.load() == 2;
-        resolved = score > w.alpha && score < w.beta;
+        resolved = score > w.alpha && score < w.beta && m_root_resolved;
         if (m_root_pv.size() > 0) {
             m_best_move = m_root_pv[0];
             m_pondermove = m_root_pv.size() > 1 ? m_root_pv[1] : Move();
@@ -432,16 +432,19 @@ bool Analysis::root_from_table(Egt4Pieces &table, int depth) {
 }
 
 int Analysis::root_search(int depth, int alpha, int beta) {
+    m_root_resolved = false;
     if (Egt4Pieces *table = endgame_table())
         if (root_from_table(*table, depth)) {
+            m_root_resolved = true;
             m_exact_pv = m_root_pv;
             return m_root_pv.score();
         }
     PrincipalVariation line;
     const int score = pv_search(depth, alpha, beta, line);
-    if (score <= alpha || score >= beta) {
-        // Only a bound (a fail low or high, or a stop before any root move was resolved): the line of the
-        // last exact score stands and is what a stop plays; a re-search follows unless stopped.
+    if (score <= alpha || score >= beta || !m_root_resolved) {
+        // Only a bound (a fail low or high, or a stop before any root move was resolved, which returns the
+        // window's edge as the mate-distance rule left it): the line of the last exact score stands and is
+        // what a stop plays; a re-search follows unless stopped.
         m_root_pv = m_exact_pv;
         return score;
     }

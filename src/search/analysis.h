@@ -166,6 +166,7 @@ class Analysis {
     Evaluation m_eval;
     Egt4Pieces m_kbnk;
     Egt4Pieces m_kqkr;
+    bool m_root_resolved = false; // this iteration's root has raised alpha with a move
     Egt4Pieces *m_building = nullptr;  // the table built in slices during this search
     std::uint64_t m_next_slice_ms = 0; // when the next slice may start, in ms since "go"
     TimeManager m_time;

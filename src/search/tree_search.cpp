@@ -152,6 +152,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
             best = m;
             pv = m + child;
             if (m_ply == 0) {
+                m_root_resolved = true;
                 m_root_pv = pv;
                 m_best_move = m;
                 if (out_of_time()) m_action = 2; // the hard limit ends even an unstable search

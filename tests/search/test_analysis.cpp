@@ -106,7 +106,7 @@ TEST(Analysis, NullMoveRules) {
 
 TEST(Analysis, DeepIterationsStayWithinThePlyBound) {
     // Kings and a pawn: iterations race to the cap and extensions and captures add plies beyond it.
-    Search ending("8/8/4k3/8/8/4K3/4P3/8 w - - 0 1");
+    Search ending("8/8/8/8/8/4k3/4P3/4K3 w - - 0 1"); // a draw: no mate ends the race early
     ending.a->set_nodes(1500000);
     ending.run();
     EXPECT_LT(ending.a->get_seldepth(), Analysis::max_ply);
