@@ -41,7 +41,11 @@ out=build/deb
 stage=$out/dravnik-$version
 rm -rf "$stage"
 mkdir -p "$stage"
-git ls-files -z | xargs -0 cp --parents -t "$stage"
+if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+    git ls-files -z | xargs -0 cp --parents -t "$stage"
+else # an exported tree: all of it but the builds
+    tar -c --exclude=./build --exclude=./.git . | tar -x -C "$stage"
+fi
 options=(-us -uc -b)
 # Across architectures the host's build dependencies are checked by hand above: the cross compiler.
 [ "$arch" != "$native" ] && options+=(-a"$arch" -d)
