@@ -4,19 +4,12 @@
 # when they cannot be had.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. tools/install_or_skip.sh
 
 need=()
 command -v arm-linux-gnueabihf-g++ >/dev/null || need+=(g++-arm-linux-gnueabihf)
 command -v qemu-arm >/dev/null || need+=(qemu-user)
-if [ ${#need[@]} -gt 0 ]; then
-    echo "arm-test: installing ${need[*]}"
-    if ! { [ "$(id -u)" = 0 ] && (apt-get install -y "${need[@]}" || { apt-get update && apt-get install -y "${need[@]}"; }); } >/dev/null 2>&1; then
-        echo "################################################################"
-        echo "arm-test: SKIPPED - could not install ${need[*]}"
-        echo "################################################################"
-        exit 0
-    fi
-fi
+install_or_skip arm-test 0 "${need[@]}"
 
 build=build/arm
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$PWD/tools/arm-toolchain.cmake" \

@@ -5,6 +5,7 @@
 # says so loudly) when it cannot.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. tools/install_or_skip.sh
 arch=${1:-$(dpkg --print-architecture)}
 native=$(dpkg --print-architecture)
 
@@ -20,15 +21,7 @@ if [ "$arch" != "$native" ]; then
         [ "$(id -u)" = 0 ] && dpkg --add-architecture "$arch" && apt-get update >/dev/null 2>&1 || true
     fi
 fi
-if [ ${#need[@]} -gt 0 ]; then
-    echo "deb: installing ${need[*]}"
-    if ! { [ "$(id -u)" = 0 ] && (apt-get install -y "${need[@]}" || { apt-get update && apt-get install -y "${need[@]}"; }); } >/dev/null 2>&1; then
-        echo "################################################################"
-        echo "deb: SKIPPED - could not install ${need[*]}"
-        echo "################################################################"
-        exit 77
-    fi
-fi
+install_or_skip deb 77 "${need[@]}"
 
 version=$(dpkg-parsechangelog -l debian/changelog -S Version)
 engine_version=$(sed -n 's/.*"id name Dravnik \([^"]*\)".*/\1/p' src/engine/main.cpp)
