@@ -93,9 +93,13 @@ def test_hash_sizes_change_how_full_the_table_gets(binary):
         e.send("setoption name HASH value %s" % value)
         small[value] = hashfull_after_search(e)
     assert small["5"] >= small["6"] > 4 * max(big["4096"], big["4097"], 1), (small, big)
-    for value in ("0", "-3", "x", ""):  # ignored: the 6 MB table stays
+    # Ignored, not read as the smallest size: the 12 MB table stays.
+    e.send("setoption name Hash value 12")
+    twelve = hashfull_after_search(e)
+    assert twelve < small["6"], (twelve, small)
+    for value in ("0", "-3", "x", ""):
         e.send("setoption name hash value %s" % value if value else "setoption name Hash")
-        assert hashfull_after_search(e) == small["6"], value
+        assert hashfull_after_search(e) == twelve, value
     assert e.quit() == 0
 
 

@@ -1,6 +1,7 @@
 """The engine over UCI as a GUI drives it: handshake, bad input, search limits and stop, searchmoves,
 positions without a move, Chess960 castling text."""
 import os
+import re
 import sys
 import time
 
@@ -131,7 +132,22 @@ def test_chess960_castling_text(binary):
     assert e.quit() == 0
 
 
+def test_what_the_front_end_reads_and_reports(binary):
+    e = Engine(binary)
+    # A FEN without its two counters, then moves: the moves are played, not read as counters.
+    lines = e.perft("position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - moves e2e4 e7e5", 1)
+    assert lines[-1] == "Nodes searched: 29", lines[-3:]
+    # Nodes per second are nodes over the time in seconds, from the same line.
+    e.send("position startpos")
+    for line in e.go("go movetime 500", 10):
+        f = line.split()
+        if line.startswith("info") and "nps" in f and int(f[f.index("time") + 1]) >= 100:
+            nodes, ms, nps = (int(f[f.index(k) + 1]) for k in ("nodes", "time", "nps"))
+            assert 0.5 < nps / (nodes * 1000 / ms) < 2, line
+    assert e.quit() == 0
+
+
 if __name__ == "__main__":
-    main([test_handshake_and_quit, test_malformed_input_keeps_the_engine_serving,
+    main([test_what_the_front_end_reads_and_reports, test_handshake_and_quit, test_malformed_input_keeps_the_engine_serving,
           test_depth_nodes_and_mate_limits, test_isready_during_search_stop_and_quit,
           test_mate_score_searchmoves_and_positions_without_a_move, test_chess960_castling_text])
