@@ -24,7 +24,7 @@ def build():
     if done.returncode == SKIP:
         sys.exit(SKIP)
     assert done.returncode == 0, "deb.sh failed"
-    return re.search(r"deb: built (\S+)", done.stdout).group(1)
+    return os.path.join(TOP, re.search(r"deb: built (\S+)", done.stdout).group(1))
 
 
 def check_contents(package):
