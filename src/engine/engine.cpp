@@ -294,7 +294,7 @@ void Engine::start_search(const GoCommand &go) {
         t.set_btime(go.btime);
         t.set_winc(go.winc);
         t.set_binc(go.binc);
-        t.set_movetime(go.movetime == not_given_ms ? time_not_given : go.movetime);
+        t.set_movetime(go.movetime);
         if (go.movestogo > 0) t.set_movestogo(go.movestogo);
         t.set_infinite(go.infinite);
         t.set_pondering(go.ponder);
