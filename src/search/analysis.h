@@ -75,6 +75,9 @@ class Analysis {
 
     // The hand-shake with the front end.
     int get_action() const { return m_action.load(); }
+    // The stop flag carries no data (the results are handed over through the status), so the search reads
+    // it with the cheapest load: no barrier on every node of the 32-bit target.
+    bool stop_requested() const { return m_action.load(std::memory_order_relaxed) == 2; }
     void set_action(int a) { m_action.store(a); }
     int get_status() const { return m_status.load(); }
     void set_status(int s) { m_status.store(s); }
@@ -84,9 +87,10 @@ class Analysis {
     std::mutex &mutex() { return m_mutex; }
     const MultiPV &mpv() const { return m_mpv; }
     const PrincipalVariation &pv() const { return m_root_pv; }
-    int get_iteration() const { return m_iteration.load(); }
-    int get_seldepth() const { return m_seldepth.load(); }
-    std::uint64_t get_node_count() const { return m_nodes.load(); }
+    // Figures for the reports, written by the search thread alone; the final ones are ordered by the status.
+    int get_iteration() const { return m_iteration.load(std::memory_order_relaxed); }
+    int get_seldepth() const { return m_seldepth.load(std::memory_order_relaxed); }
+    std::uint64_t get_node_count() const { return m_nodes.load(std::memory_order_relaxed); }
     std::chrono::system_clock::time_point get_start_time() const { return m_start_time; }
     Move best_move() const { return m_best_move; }
     Move pondermove() const { return m_pondermove; }
@@ -153,7 +157,6 @@ class Analysis {
     void iidsort(MoveList &list, int depth, int alpha, int beta);
     void select_searchmoves(MoveList &list) const;
     int leaf(int alpha, int beta);
-    MoveList ply_list() { return MoveList(m_moves[m_ply]); }
 
     Tables &m_tables;
     TranspositionTable &m_tt;
@@ -166,7 +169,7 @@ class Analysis {
     Evaluation m_eval;
     Egt4Pieces m_kbnk;
     Egt4Pieces m_kqkr;
-    bool m_root_resolved = false; // this iteration's root has raised alpha with a move
+    bool m_root_resolved = false;      // this iteration's root has raised alpha with a move
     Egt4Pieces *m_building = nullptr;  // the table built in slices during this search
     std::uint64_t m_next_slice_ms = 0; // when the next slice may start, in ms since "go"
     TimeManager m_time;
