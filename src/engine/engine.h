@@ -55,7 +55,7 @@ class Engine {
     void stop_helper();
     void set_threads(unsigned n);
     // 1: start a search and wait until it runs; 2: stop it and wait until it no longer runs.
-    static void set_action(Analysis &a, int action);
+    static void set_action(Analysis &a, action_t action);
 
     void send(const std::string &line);
     void info_string(const std::string &text) { send("info string " + text); }

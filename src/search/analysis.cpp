@@ -48,10 +48,10 @@ Analysis::Analysis(const Analysis &o, ChessPosition &position)
 }
 
 void Analysis::init(const ChessPosition &position) {
-    if (m_status.load() == 1) return;
+    if (m_status.load() == status_t::searching) return;
     m_pos = position;
-    m_action = 0;
-    m_status = 0;
+    m_action = action_t::none;
+    m_status = status_t::idle;
     m_ply = 0;
     m_mate_attacks = 0;
     m_eval.init();
@@ -105,14 +105,14 @@ void Analysis::set_log(bool on) {
 
 void Analysis::operator()() {
     for (;;) {
-        if (m_action.load() == 1) {
-            m_action = 0;
-            m_status = 1;
+        if (m_action.load() == action_t::search) {
+            m_action = action_t::none;
+            m_status = status_t::searching;
             iterative_search();
-            m_status = 2;
+            m_status = status_t::done;
         } else if (stop_requested()) {
-            m_action = 0;
-            m_status = 2;
+            m_action = action_t::none;
+            m_status = status_t::done;
         }
         if (m_quit.load()) return;
         sleep_ns(5000000);
@@ -145,14 +145,14 @@ void Analysis::new_node() {
     const std::uint64_t n = m_nodes.load(std::memory_order_relaxed);
     if (m_max_nodes != no_node_limit) {
         if (m_max_nodes <= n) {
-            m_action = 2;
+            m_action = action_t::stop;
             return;
         }
     } else if ((n & 1023) == 0) {
         // Every 1,024 nodes at any depth: well under a millisecond here, a few on the slow target, so a
         // short move time still ends on time.
         if (out_of_time()) {
-            m_action = 2;
+            m_action = action_t::stop;
             return;
         }
         if (m_building) build_slice();

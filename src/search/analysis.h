@@ -30,6 +30,11 @@ bool next_window(Window &w, int score);
 // bound (resolved false) is always searched again first.
 bool stop_before_iteration(bool resolved, int used_percent, int stable);
 
+// The front end's request to the search thread, and the thread's state; the front end waits for the
+// request to be taken (back to none) before it writes the status itself.
+enum class action_t : int { none = 0, search = 1, stop = 2 };
+enum class status_t : int { idle = 0, searching = 1, done = 2 };
+
 class Analysis {
   public:
     static constexpr int max_ply = 256; // per-ply arrays; the search never goes deeper than max_ply - 8
@@ -74,13 +79,13 @@ class Analysis {
     TimeManager &time_manager() { return m_time; }
 
     // The hand-shake with the front end.
-    int get_action() const { return m_action.load(); }
+    action_t get_action() const { return m_action.load(); }
     // The stop flag carries no data (the results are handed over through the status), so the search reads
     // it with the cheapest load: no barrier on every node of the 32-bit target.
-    bool stop_requested() const { return m_action.load(std::memory_order_relaxed) == 2; }
-    void set_action(int a) { m_action.store(a); }
-    int get_status() const { return m_status.load(); }
-    void set_status(int s) { m_status.store(s); }
+    bool stop_requested() const { return m_action.load(std::memory_order_relaxed) == action_t::stop; }
+    void set_action(action_t a) { m_action.store(a); }
+    status_t get_status() const { return m_status.load(); }
+    void set_status(status_t s) { m_status.store(s); }
     void quit() { m_quit.store(true); }
 
     // Results and reports.
@@ -177,8 +182,8 @@ class Analysis {
     unsigned m_multipv = 1;
     std::mutex m_mutex;
 
-    std::atomic<int> m_action{0};
-    std::atomic<int> m_status{0};
+    std::atomic<action_t> m_action{action_t::none};
+    std::atomic<status_t> m_status{status_t::idle};
     std::atomic<bool> m_quit{false};
     std::atomic<int> m_iteration{0};
     std::atomic<int> m_seldepth{0};

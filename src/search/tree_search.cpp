@@ -156,7 +156,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
                 m_root_resolved = true;
                 m_root_pv = pv;
                 m_best_move = m;
-                if (out_of_time()) m_action = 2; // the hard limit ends even an unstable search
+                if (out_of_time()) m_action = action_t::stop; // the hard limit ends even an unstable search
             }
         }
         if (i == 0 && alpha == alpha0 && depth > 3) iidsort(list, depth, alpha, beta);
