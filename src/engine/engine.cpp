@@ -152,10 +152,7 @@ void Engine::reset_limits() {
 void Engine::cmd_position(const std::string &raw) {
     if (m_analysis.get_status() == status_t::searching || m_search_mode != 0) {
         // A new position ends the running search; its move is no longer wanted.
-        set_action(m_analysis, action_t::stop);
-        stop_helper();
-        m_analysis.set_status(status_t::idle);
-        m_search_mode = 0;
+        abandon_search();
     }
     std::istringstream in(raw);
     std::vector<std::string> words;
@@ -253,10 +250,7 @@ void Engine::cmd_go(std::istringstream &words) {
     }
     if (m_search_mode != 0 || m_analysis.get_status() != status_t::idle) {
         // A ponder or infinite search the GUI did not stop: end it quietly before the new one.
-        set_action(m_analysis, action_t::stop);
-        stop_helper();
-        m_analysis.set_status(status_t::idle);
-        m_search_mode = 0;
+        abandon_search();
     }
     // Positions the search cannot play are answered at once.
     MoveList legal;
@@ -318,6 +312,13 @@ void Engine::stop_helper() {
     if (!m_helper) return;
     set_action(*m_helper, action_t::stop);
     m_helper->set_status(status_t::idle);
+}
+
+void Engine::abandon_search() {
+    set_action(m_analysis, action_t::stop);
+    stop_helper();
+    m_analysis.set_status(status_t::idle);
+    m_search_mode = 0;
 }
 
 void Engine::cmd_stop() {
