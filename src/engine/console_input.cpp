@@ -14,7 +14,6 @@ bool ConsoleInput::quit_line(const std::string &line) {
 void ConsoleInput::operator()() {
     std::string line;
     while (std::getline(std::cin, line)) {
-        ++m_lines_read;
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (quit_line(line)) break;
         if (!line.empty()) m_comm.to_engine(line);

@@ -9,14 +9,12 @@
 
 class ConsoleInput {
   public:
-    explicit ConsoleInput(Communicator &comm) : m_lines_read(0), m_comm(comm) {}
+    explicit ConsoleInput(Communicator &comm) : m_comm(comm) {}
     void operator()();
-    int lines_read() const { return m_lines_read; }
     // True for "quit", also with blanks around it.
     static bool quit_line(const std::string &line);
 
   private:
-    int m_lines_read;
     Communicator &m_comm;
 };
 

@@ -50,16 +50,16 @@ void Engine::send(const std::string &line) {
     m_log << "engine -> " << line << std::endl;
 }
 
-void Engine::set_action(Analysis &a, int action) {
+void Engine::set_action(Analysis &a, action_t action) {
     // Waiting until the search thread has taken the action keeps a late "finished" from overwriting the
     // status the engine sets afterwards.
-    if (action == 1) {
-        a.set_action(1);
-        while (a.get_action() != 0)
+    if (action == action_t::search) {
+        a.set_action(action_t::search);
+        while (a.get_action() != action_t::none)
             std::this_thread::yield();
-    } else if (action == 2) {
-        a.set_action(2);
-        while (a.get_action() != 0 || a.get_status() == 1)
+    } else if (action == action_t::stop) {
+        a.set_action(action_t::stop);
+        while (a.get_action() != action_t::none || a.get_status() == status_t::searching)
             std::this_thread::yield();
     }
 }
@@ -117,7 +117,7 @@ void Engine::dispatch(const std::string &line) {
 }
 
 void Engine::cmd_ucinewgame() {
-    if (m_analysis.get_status() == 1) cmd_stop();
+    if (m_analysis.get_status() == status_t::searching) cmd_stop();
     m_position.newgame();
     m_analysis.init(m_position);
     m_analysis.clear();
@@ -135,7 +135,7 @@ void Engine::cmd_eval() {
 void Engine::cmd_usermove(std::istringstream &words) {
     std::string text;
     if (!(words >> text)) throw std::logic_error("usermove: a move is needed");
-    if (m_analysis.get_status() == 1) cmd_stop();
+    if (m_analysis.get_status() == status_t::searching) cmd_stop();
     m_position.make_move(legal_move(text));
     m_position_words.clear(); // the last "position" command no longer describes the position
     m_analysis.init(m_position);
@@ -150,12 +150,9 @@ void Engine::reset_limits() {
 }
 
 void Engine::cmd_position(const std::string &raw) {
-    if (m_analysis.get_status() == 1 || m_search_mode != 0) {
+    if (m_analysis.get_status() == status_t::searching || m_search_mode != 0) {
         // A new position ends the running search; its move is no longer wanted.
-        set_action(m_analysis, 2);
-        stop_helper();
-        m_analysis.set_status(0);
-        m_search_mode = 0;
+        abandon_search();
     }
     std::istringstream in(raw);
     std::vector<std::string> words;
@@ -251,12 +248,9 @@ void Engine::cmd_go(std::istringstream &words) {
         m_log << "Error: received go while already thinking" << std::endl;
         return;
     }
-    if (m_search_mode != 0 || m_analysis.get_status() != 0) {
+    if (m_search_mode != 0 || m_analysis.get_status() != status_t::idle) {
         // A ponder or infinite search the GUI did not stop: end it quietly before the new one.
-        set_action(m_analysis, 2);
-        stop_helper();
-        m_analysis.set_status(0);
-        m_search_mode = 0;
+        abandon_search();
     }
     // Positions the search cannot play are answered at once.
     MoveList legal;
@@ -294,7 +288,7 @@ void Engine::start_search(const GoCommand &go) {
         t.set_btime(go.btime);
         t.set_winc(go.winc);
         t.set_binc(go.binc);
-        t.set_movetime(go.movetime == not_given_ms ? time_not_given : go.movetime);
+        t.set_movetime(go.movetime);
         if (go.movestogo > 0) t.set_movestogo(go.movestogo);
         t.set_infinite(go.infinite);
         t.set_pondering(go.ponder);
@@ -310,26 +304,33 @@ void Engine::start_search(const GoCommand &go) {
     }
     m_scored_line_sent = false;
     if (m_helper) m_helper->set_date(m_analysis.get_date());
-    set_action(m_analysis, 1);
-    if (m_helper) set_action(*m_helper, 1);
+    set_action(m_analysis, action_t::search);
+    if (m_helper) set_action(*m_helper, action_t::search);
 }
 
 void Engine::stop_helper() {
     if (!m_helper) return;
-    set_action(*m_helper, 2);
-    m_helper->set_status(0);
+    set_action(*m_helper, action_t::stop);
+    m_helper->set_status(status_t::idle);
+}
+
+void Engine::abandon_search() {
+    set_action(m_analysis, action_t::stop);
+    stop_helper();
+    m_analysis.set_status(status_t::idle);
+    m_search_mode = 0;
 }
 
 void Engine::cmd_stop() {
     if (m_search_mode == 0) return;
-    set_action(m_analysis, 2);
+    set_action(m_analysis, action_t::stop);
     stop_helper();
     m_search_mode = 0;
-    while (m_analysis.get_status() == 1)
+    while (m_analysis.get_status() == status_t::searching)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     report_new_version(m_analysis, true);
     send_bestmove(m_analysis);
-    m_analysis.set_status(0);
+    m_analysis.set_status(status_t::idle);
 }
 
 // The engine's position stays the one the GUI set: a GUI analysing, or pondering on a move the opponent
@@ -413,7 +414,7 @@ void Engine::set_threads(unsigned n) {
 
 void Engine::cmd_quit() {
     if (m_search_mode != 0) cmd_stop(); // a script that quits mid-search still reads the move found so far
-    set_action(m_analysis, 2);
+    set_action(m_analysis, action_t::stop);
     stop_helper();
     m_analysis.quit();
 }
@@ -488,15 +489,15 @@ PrincipalVariation Engine::unsearched_line(Analysis &a) {
 }
 
 void Engine::to_console() {
-    const int status = m_analysis.get_status();
-    if (status == 1) {
+    const status_t status = m_analysis.get_status();
+    if (status == status_t::searching) {
         report_new_version(m_analysis, false);
-    } else if (status == 2) {
+    } else if (status == status_t::done) {
         report_new_version(m_analysis, true);
         if (m_search_mode == 1) {
             m_search_mode = 0;
             stop_helper();
-            m_analysis.set_status(0);
+            m_analysis.set_status(status_t::idle);
             send_hashfull(m_analysis);
             m_current_line.clear();
             send_bestmove(m_analysis);

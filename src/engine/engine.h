@@ -53,9 +53,11 @@ class Engine {
     void reset_limits();
     void start_search(const GoCommand &go);
     void stop_helper();
+    // Ends the running search without answering: its move is no longer wanted.
+    void abandon_search();
     void set_threads(unsigned n);
     // 1: start a search and wait until it runs; 2: stop it and wait until it no longer runs.
-    static void set_action(Analysis &a, int action);
+    static void set_action(Analysis &a, action_t action);
 
     void send(const std::string &line);
     void info_string(const std::string &text) { send("info string " + text); }

@@ -8,13 +8,11 @@
 #include <vector>
 
 #include "board/chessposition.h"
-
-// Times not given are held as 2^40 ms.
-constexpr std::uint64_t not_given_ms = 1ULL << 40;
+#include "search/timemanager.h"
 
 struct GoCommand {
-    std::uint64_t wtime = not_given_ms, btime = not_given_ms, winc = 0, binc = 0;
-    std::uint64_t movetime = not_given_ms;
+    std::uint64_t wtime = time_not_given, btime = time_not_given, winc = 0, binc = 0;
+    std::uint64_t movetime = time_not_given;
     int movestogo = 0; // 0: not given, the clock is sudden death
     int depth = 102;
     std::int64_t nodes = std::int64_t(1) << 62;

@@ -63,7 +63,6 @@ class Evaluation {
     const BitBoard &black_passed_pawns() const { return m_passed[0]; }
     const PieceSquareTables &piece_square_tables() const { return m_pst; }
     Material &material_table() { return m_material; }
-    bool log_failed() const { return m_log.fail(); }
 
     void compute_phase();
 

@@ -48,10 +48,10 @@ Analysis::Analysis(const Analysis &o, ChessPosition &position)
 }
 
 void Analysis::init(const ChessPosition &position) {
-    if (m_status.load() == 1) return;
+    if (m_status.load() == status_t::searching) return;
     m_pos = position;
-    m_action = 0;
-    m_status = 0;
+    m_action = action_t::none;
+    m_status = status_t::idle;
     m_ply = 0;
     m_mate_attacks = 0;
     m_eval.init();
@@ -105,14 +105,14 @@ void Analysis::set_log(bool on) {
 
 void Analysis::operator()() {
     for (;;) {
-        if (m_action.load() == 1) {
-            m_action = 0;
-            m_status = 1;
+        if (m_action.load() == action_t::search) {
+            m_action = action_t::none;
+            m_status = status_t::searching;
             iterative_search();
-            m_status = 2;
-        } else if (m_action.load() == 2) {
-            m_action = 0;
-            m_status = 2;
+            m_status = status_t::done;
+        } else if (stop_requested()) {
+            m_action = action_t::none;
+            m_status = status_t::done;
         }
         if (m_quit.load()) return;
         sleep_ns(5000000);
@@ -138,26 +138,28 @@ void Analysis::unmake_move() {
 bool Analysis::out_of_time() {
     // The first iteration always completes (a fraction of a millisecond): a move of depth 1 is worth
     // more than the first move generated, however late the search started.
-    return m_iteration > 1 && m_time.time_to_move();
+    return m_iteration.load(std::memory_order_relaxed) > 1 && m_time.time_to_move();
 }
 
 void Analysis::new_node() {
     const std::uint64_t n = m_nodes.load(std::memory_order_relaxed);
     if (m_max_nodes != no_node_limit) {
         if (m_max_nodes <= n) {
-            m_action = 2;
+            m_action = action_t::stop;
             return;
         }
     } else if ((n & 1023) == 0) {
         // Every 1,024 nodes at any depth: well under a millisecond here, a few on the slow target, so a
         // short move time still ends on time.
         if (out_of_time()) {
-            m_action = 2;
+            m_action = action_t::stop;
             return;
         }
         if (m_building) build_slice();
     }
-    m_nodes.fetch_add(1, std::memory_order_relaxed);
+    // This thread is the counter's only writer: a plain store, not a read-modify-write (a retry loop on
+    // the 32-bit target).
+    m_nodes.store(n + 1, std::memory_order_relaxed);
 }
 
 bool stop_before_iteration(bool resolved, int used_percent, int stable) {
@@ -236,7 +238,7 @@ void Analysis::iterative_search() {
         m_ply = 0;
         const Move previous_best = m_best_move;
         const int score = root_search(m_iteration, w.alpha, w.beta);
-        const bool stopped = m_action.load() == 2;
+        const bool stopped = stop_requested();
         resolved = score > w.alpha && score < w.beta && m_root_resolved;
         if (m_root_pv.size() > 0) {
             m_best_move = m_root_pv[0];
@@ -265,7 +267,7 @@ void Analysis::iterative_search() {
             }
         }
         // Not faster than the time allowance; a search without one (depth, nodes) answers at once.
-        while (m_action.load() != 2 && !m_time.time_to_move() &&
+        while (!stop_requested() && !m_time.time_to_move() &&
                (m_time.hard_limit_ms() != time_not_given || m_time.pondering() || m_time.infinite()))
             sleep_ns(50000000);
     }
@@ -326,7 +328,7 @@ Egt4Pieces *Analysis::endgame_table() {
         // or a twentieth of the clock, whichever is more: two moves of a 30 s game hold the longer build.
         const std::uint64_t build_ms =
             std::max<std::uint64_t>(m_time.budget().soft / 2, m_time.remaining_time() / 20);
-        while (table->progress() < 101 && m_action.load() != 2 && m_time.remaining_time() >= reserve &&
+        while (table->progress() < 101 && !stop_requested() && m_time.remaining_time() >= reserve &&
                m_time.elapsed_ms() < build_ms) {
             const int before = table->progress();
             table->create();
@@ -347,7 +349,7 @@ Analysis::build_t Analysis::build_mode() const {
 void Analysis::build_slice() {
     const std::uint64_t start = m_time.elapsed_ms();
     if (!m_building || start < m_next_slice_ms) return;
-    while (!m_building->complete() && m_action.load() != 2 && m_time.elapsed_ms() < start + build_slice_ms) {
+    while (!m_building->complete() && !stop_requested() && m_time.elapsed_ms() < start + build_slice_ms) {
         const int before = m_building->progress();
         m_building->create();
         if (m_building->progress() < 0 && before < 0) break; // no memory: the build cannot start
@@ -482,14 +484,14 @@ int Analysis::root_search(int depth, int alpha, int beta) {
             make_move(m);
             const int v = -pv_search(depth - 1, best, infinity, child);
             unmake_move();
-            if (m_action.load() == 2) break;
+            if (stop_requested()) break;
             if (v > best || best_move.word() == 0) {
                 best = v;
                 best_move = m;
                 line_k = m + child;
             }
         }
-        if (m_action.load() == 2 || best_move.word() == 0) break;
+        if (stop_requested() || best_move.word() == 0) break;
         line_k.set_depth(depth);
         line_k.set_score(best);
         {

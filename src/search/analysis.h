@@ -30,6 +30,11 @@ bool next_window(Window &w, int score);
 // bound (resolved false) is always searched again first.
 bool stop_before_iteration(bool resolved, int used_percent, int stable);
 
+// The front end's request to the search thread, and the thread's state; the front end waits for the
+// request to be taken (back to none) before it writes the status itself.
+enum class action_t : int { none = 0, search = 1, stop = 2 };
+enum class status_t : int { idle = 0, searching = 1, done = 2 };
+
 class Analysis {
   public:
     static constexpr int max_ply = 256; // per-ply arrays; the search never goes deeper than max_ply - 8
@@ -74,19 +79,23 @@ class Analysis {
     TimeManager &time_manager() { return m_time; }
 
     // The hand-shake with the front end.
-    int get_action() const { return m_action.load(); }
-    void set_action(int a) { m_action.store(a); }
-    int get_status() const { return m_status.load(); }
-    void set_status(int s) { m_status.store(s); }
+    action_t get_action() const { return m_action.load(); }
+    // The stop flag carries no data (the results are handed over through the status), so the search reads
+    // it with the cheapest load: no barrier on every node of the 32-bit target.
+    bool stop_requested() const { return m_action.load(std::memory_order_relaxed) == action_t::stop; }
+    void set_action(action_t a) { m_action.store(a); }
+    status_t get_status() const { return m_status.load(); }
+    void set_status(status_t s) { m_status.store(s); }
     void quit() { m_quit.store(true); }
 
     // Results and reports.
     std::mutex &mutex() { return m_mutex; }
     const MultiPV &mpv() const { return m_mpv; }
     const PrincipalVariation &pv() const { return m_root_pv; }
-    int get_iteration() const { return m_iteration.load(); }
-    int get_seldepth() const { return m_seldepth.load(); }
-    std::uint64_t get_node_count() const { return m_nodes.load(); }
+    // Figures for the reports, written by the search thread alone; the final ones are ordered by the status.
+    int get_iteration() const { return m_iteration.load(std::memory_order_relaxed); }
+    int get_seldepth() const { return m_seldepth.load(std::memory_order_relaxed); }
+    std::uint64_t get_node_count() const { return m_nodes.load(std::memory_order_relaxed); }
     std::chrono::system_clock::time_point get_start_time() const { return m_start_time; }
     Move best_move() const { return m_best_move; }
     Move pondermove() const { return m_pondermove; }
@@ -153,7 +162,6 @@ class Analysis {
     void iidsort(MoveList &list, int depth, int alpha, int beta);
     void select_searchmoves(MoveList &list) const;
     int leaf(int alpha, int beta);
-    MoveList ply_list() { return MoveList(m_moves[m_ply]); }
 
     Tables &m_tables;
     TranspositionTable &m_tt;
@@ -166,7 +174,7 @@ class Analysis {
     Evaluation m_eval;
     Egt4Pieces m_kbnk;
     Egt4Pieces m_kqkr;
-    bool m_root_resolved = false; // this iteration's root has raised alpha with a move
+    bool m_root_resolved = false;      // this iteration's root has raised alpha with a move
     Egt4Pieces *m_building = nullptr;  // the table built in slices during this search
     std::uint64_t m_next_slice_ms = 0; // when the next slice may start, in ms since "go"
     TimeManager m_time;
@@ -174,8 +182,8 @@ class Analysis {
     unsigned m_multipv = 1;
     std::mutex m_mutex;
 
-    std::atomic<int> m_action{0};
-    std::atomic<int> m_status{0};
+    std::atomic<action_t> m_action{action_t::none};
+    std::atomic<status_t> m_status{status_t::idle};
     std::atomic<bool> m_quit{false};
     std::atomic<int> m_iteration{0};
     std::atomic<int> m_seldepth{0};

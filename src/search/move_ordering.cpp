@@ -143,7 +143,7 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
             const int v = nullmove_search(depth, -29898, -29897);
             unmake_move();
             if (v < -mate_bound) m.xcode(mate_attack);
-            if (m_action.load() == 2) break;
+            if (stop_requested()) break;
         }
     }
     sort_by_class(list);
@@ -185,7 +185,7 @@ void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
         make_move(list[i]);
         const int v = -pv_search(depth / 2 - 2, -beta, -alpha, scratch);
         unmake_move();
-        if (m_action.load() == 2) return;
+        if (stop_requested()) return;
         if (v > alpha) {
             const Move m = list[i];
             for (int j = i; j > 1; --j)

@@ -56,48 +56,44 @@ void TimeManager::reset() {
     m_movetime = time_not_given;
     m_infinite = m_pondering = false;
     m_origin = std::chrono::system_clock::time_point{};
-    m_timer.clear();
+    m_plan = {time_not_given, time_not_given};
+    m_hard_at = std::chrono::system_clock::time_point::max();
 }
 
 void TimeManager::start() {
-    m_timer.clear();
-    m_timer.start();
+    m_start = std::chrono::system_clock::now();
     // The clock of the GUI runs since it sent "go": count the time the command spent in the queues.
-    if (m_origin != std::chrono::system_clock::time_point{} && m_origin < std::chrono::system_clock::now())
-        m_timer.backdate(m_origin);
+    if (m_origin != std::chrono::system_clock::time_point{} && m_origin < m_start) m_start = m_origin;
+    m_plan = budget();
+    m_hard_at = m_plan.hard == time_not_given ? std::chrono::system_clock::time_point::max()
+                                              : m_start + std::chrono::milliseconds(m_plan.hard);
 }
 
-std::uint64_t TimeManager::elapsed_ms() {
-    // Stop and restart so that the running total stays exact.
-    if (!m_timer.stopped()) {
-        m_timer.stop();
-        m_timer.start();
-    }
-    return static_cast<std::uint64_t>(m_timer.nanoseconds() / 1e9 * 1000);
+std::uint64_t TimeManager::elapsed_ms() const {
+    const auto d = std::chrono::system_clock::now() - m_start;
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(d).count());
 }
 
 TimeBudget TimeManager::budget() const {
     const bool white = m_white_to_move;
     return plan_time(white ? m_wtime : m_btime, white ? m_winc : m_binc, m_movestogo_given ? m_movestogo : 0,
-                     m_movetime, static_cast<std::uint64_t>(m_lag));
+                     m_movetime, m_lag);
 }
 
-bool TimeManager::time_to_move() {
-    const std::uint64_t elapsed = elapsed_ms();
-    if (m_infinite || m_pondering) return false;
-    if (m_movetime == 0) return false;
-    return elapsed >= budget().hard;
+bool TimeManager::time_to_move() const {
+    if (m_infinite.load(std::memory_order_relaxed) || m_pondering.load(std::memory_order_relaxed))
+        return false;
+    return std::chrono::system_clock::now() >= m_hard_at;
 }
 
-int TimeManager::percentage() {
-    const std::uint64_t elapsed = elapsed_ms();
+int TimeManager::percentage() const {
     if (m_infinite || m_pondering) return 0;
-    const std::uint64_t s = budget().soft;
+    const std::uint64_t s = m_plan.soft;
     if (s == time_not_given) return 0;
-    return s == 0 ? 100 : static_cast<int>(elapsed * 100 / s);
+    return s == 0 ? 100 : static_cast<int>(elapsed_ms() * 100 / s);
 }
 
-int TimeManager::remaining_time() {
+int TimeManager::remaining_time() const {
     const std::uint64_t elapsed = elapsed_ms();
     const std::uint64_t total =
         m_movetime != time_not_given ? m_movetime : (m_white_to_move ? m_wtime : m_btime);

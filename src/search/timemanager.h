@@ -9,79 +9,6 @@
 // A time that was not given is held as 2^40 ms.
 constexpr std::uint64_t time_not_given = 1ULL << 40;
 
-class Timer {
-  public:
-    Timer() = default;
-    void start() {
-        m_stopped = false;
-        m_start = std::chrono::system_clock::now();
-    }
-    void stop() {
-        if (m_stopped) return;
-        m_stopped = true;
-        m_accumulated +=
-            std::chrono::duration<double, std::nano>(std::chrono::system_clock::now() - m_start).count();
-        ++m_stops;
-    }
-    void clear() {
-        m_accumulated = 0;
-        m_stops = 0;
-        m_stopped = true;
-    }
-    double nanoseconds() const { return m_accumulated; }
-    // The running total including the current run, without stopping the timer.
-    double elapsed_ns() const {
-        return m_accumulated +
-               (m_stopped
-                    ? 0.0
-                    : std::chrono::duration<double, std::nano>(std::chrono::system_clock::now() - m_start)
-                          .count());
-    }
-    // Moves the start of the running measurement back to an earlier moment.
-    void backdate(std::chrono::system_clock::time_point earlier) { m_start = earlier; }
-    bool stopped() const { return m_stopped; }
-    int stops() const { return m_stops; }
-
-  private:
-    std::chrono::system_clock::time_point m_start{};
-    double m_accumulated = 0;
-    int m_stops = 0;
-    bool m_stopped = true;
-};
-
-class Duration {
-  public:
-    using seconds_t = std::chrono::duration<double>;
-    Duration() = default;
-    explicit Duration(seconds_t d) : m_d(d) {}
-    static Duration from_nanoseconds(long long n) { return Duration(seconds_t(n * 1e-9)); }
-    static Duration from_milliseconds(long long n) { return Duration(seconds_t(n * 1e-3)); }
-    static Duration from_centiseconds(long long n) { return Duration(seconds_t(n * 1e-2)); }
-    static Duration from_minutes(long long n) { return Duration(seconds_t(n * 60.0)); }
-    static Duration from_seconds(double s) { return Duration(seconds_t(s)); }
-    Duration &operator+=(const Duration &o) {
-        m_d += o.m_d;
-        return *this;
-    }
-    Duration &operator-=(const Duration &o) {
-        m_d -= o.m_d;
-        return *this;
-    }
-    bool operator==(const Duration &o) const { return m_d == o.m_d; }
-    bool operator!=(const Duration &o) const { return m_d != o.m_d; }
-    double nanoseconds() const { return m_d.count() * 1e9; }
-    double microseconds() const { return m_d.count() * 1e6; }
-    double milliseconds() const { return m_d.count() * 1e3; }
-    double centiseconds() const { return m_d.count() * 1e2; }
-    double seconds() const { return m_d.count(); }
-    double minutes() const { return m_d.count() / 60.0; }
-
-  private:
-    seconds_t m_d{0};
-};
-inline Duration operator+(Duration a, const Duration &b) { return a += b; }
-inline Duration operator-(Duration a, const Duration &b) { return a -= b; }
-
 // The time plan of one search, in milliseconds from the moment the "go" command arrived: no new iteration
 // begins after the soft time, and the search ends at the hard time whatever happens. time_not_given for
 // both when nothing limits the search.
@@ -103,7 +30,7 @@ constexpr std::uint64_t sudden_death_horizon = 50;
 class TimeManager {
   public:
     TimeManager() { reset(); }
-    void reset(); // every limit to "not given"; the lag is kept
+    void reset(); // every limit to "not given"
     // Starts the clock; when an origin was set, the clock counts from it.
     void start();
     // The moment the "go" command arrived: the GUI's clock has been running since then.
@@ -120,31 +47,30 @@ class TimeManager {
         m_movestogo_given = true;
     }
     void set_mate(int n) { m_mate = n; }
-    void set_lag(int ms) { m_lag = ms; }
     void set_infinite(bool on) { m_infinite = on; }
     void set_pondering(bool on) { m_pondering = on; }
     void ponderhit() { m_pondering = false; }
     void set_white_to_move(bool on) { m_white_to_move = on; }
-    void stop_timer() { m_timer.stop(); }
 
     bool infinite() const { return m_infinite; }
     bool pondering() const { return m_pondering; }
     std::uint64_t movetime() const { return m_movetime; }
     int movestogo() const { return m_movestogo; }
-    int lag() const { return m_lag; }
     // The side to move plays on a clock (wtime or btime given).
     bool clock_running() const;
 
-    bool time_to_move();
-    int remaining_time();
+    // Whether the hard limit of the plan made at start() has passed: one clock read, no division, as it
+    // runs every 1,024 nodes.
+    bool time_to_move() const;
+    int remaining_time() const;
     // Per cent of the planned (soft) time used.
-    int percentage();
+    int percentage() const;
     // Elapsed milliseconds of the running search.
-    std::uint64_t elapsed_ms();
+    std::uint64_t elapsed_ms() const;
+    // The plan from the limits set so far; start() fixes it for the search.
     TimeBudget budget() const;
     // The hard time, or "not given" while pondering or infinite.
     std::uint64_t hard_limit_ms() const;
-    std::uint64_t deadline_ms() const { return hard_limit_ms(); }
     std::uint64_t target_ms() const { return budget().soft; }
     // The protocol's cost of one move, measured from a search's end to the GUI reading "bestmove" (one
     // 5 ms polling pass and the write), with room for a loaded machine.
@@ -154,13 +80,18 @@ class TimeManager {
     int m_movestogo;
     bool m_movestogo_given;
     int m_mate;
-    int m_lag = 200;
+    // The GUI's lag a long fixed move time keeps back.
+    static constexpr std::uint64_t m_lag = 200;
     std::uint64_t m_wtime, m_btime, m_winc, m_binc, m_movetime;
     // The front end clears these while a ponder or infinite search runs.
     std::atomic<bool> m_infinite{false}, m_pondering{false};
     bool m_white_to_move = true;
     std::chrono::system_clock::time_point m_origin{};
-    Timer m_timer;
+    // The plan is made once per "go", before the search thread reads it: a ponderhit only ends the
+    // pondering, so the GUI's thread never writes what the search reads.
+    TimeBudget m_plan{time_not_given, time_not_given};
+    std::chrono::system_clock::time_point m_start{};
+    std::chrono::system_clock::time_point m_hard_at = std::chrono::system_clock::time_point::max();
 };
 
 #endif

@@ -80,8 +80,9 @@ bool Analysis::enter_node(int &alpha, int &beta, int &result) {
         alpha = m_ply - mate;
         if (beta <= alpha) return result = alpha, true;
     }
-    if (m_ply > m_seldepth.load(std::memory_order_relaxed)) m_seldepth = m_ply;
-    if (m_action.load() == 2) return result = alpha, true;
+    if (m_ply > m_seldepth.load(std::memory_order_relaxed))
+        m_seldepth.store(m_ply, std::memory_order_relaxed);
+    if (stop_requested()) return result = alpha, true;
     return false;
 }
 
@@ -114,7 +115,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     m_gen.serialize_moves(m_pos, table, list);
     if (m_ply == 0) {
         select_searchmoves(list);
-        if (m_iteration == 1 && list.size() > 0) m_best_move = list[0];
+        if (m_iteration.load(std::memory_order_relaxed) == 1 && list.size() > 0) m_best_move = list[0];
     }
     if (list.size() == 0) return in_check ? m_ply - mate : 0;
     Move hm;
@@ -141,7 +142,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
             if (v > alpha) v = -pv_search(depth - 1 + e, -beta, -alpha, child);
         }
         unmake_move();
-        if (m_action.load() == 2) return alpha;
+        if (stop_requested()) return alpha;
         if (v >= beta) {
             put_in_tt(lowerbound, depth, beta, m);
             if (m_ply == 0) m_root_pv = m + child;
@@ -155,7 +156,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
                 m_root_resolved = true;
                 m_root_pv = pv;
                 m_best_move = m;
-                if (out_of_time()) m_action = 2; // the hard limit ends even an unstable search
+                if (out_of_time()) m_action = action_t::stop; // the hard limit ends even an unstable search
             }
         }
         if (i == 0 && alpha == alpha0 && depth > 3) iidsort(list, depth, alpha, beta);
@@ -205,7 +206,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (v >= beta + 200) return beta;
         m_gen.create_movetable(m_pos, table); // the verification used this ply's table too
     }
-    if (m_action.load() == 2) return alpha;
+    if (stop_requested()) return alpha;
 
     // The table is shared without locks: its move is used only when the generator produces it too.
     MoveList list(m_moves[m_ply]);
@@ -220,7 +221,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         make_move(hashmove);
         const int v = -nullwindow_search(depth - 1 + e, -beta, -alpha);
         unmake_move();
-        if (m_action.load() == 2) return alpha;
+        if (stop_requested()) return alpha;
         if (v >= beta) {
             put_in_tt(lowerbound, depth, beta, hashmove);
             return beta;
@@ -251,7 +252,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);
         if (r != 0 && v >= beta) v = -nullwindow_search(depth - 1, -beta, -alpha);
         unmake_move();
-        if (m_action.load() == 2) return alpha;
+        if (stop_requested()) return alpha;
         if (v > alpha) {
             if (m.capture_id() == 0) learn(list, searched, m, depth);
             put_in_tt(lowerbound, depth, beta, m);
@@ -281,7 +282,8 @@ int Analysis::nullmove_search(int depth, int alpha, int beta) {
 
 int Analysis::quiescence(int alpha, int beta, int qdepth) {
     if (qdepth < 0) new_node();
-    if (m_ply > m_seldepth.load()) m_seldepth = m_ply;
+    if (m_ply > m_seldepth.load(std::memory_order_relaxed))
+        m_seldepth.store(m_ply, std::memory_order_relaxed);
     const bool in_check = m_pos.check();
     int s;
     if (in_check) {
@@ -295,7 +297,7 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     }
     if (s >= beta) return beta;
     if (s > alpha) alpha = s;
-    if (m_action.load() == 2 || m_ply >= max_ply - 2) return alpha;
+    if (stop_requested() || m_ply >= max_ply - 2) return alpha;
 
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
@@ -358,7 +360,7 @@ int Analysis::see(const Square &s) {
 }
 
 int Analysis::extend(const MoveList &list, const Move &m) {
-    if (m_ply > m_iteration + 8) return 0;
+    if (m_ply > m_iteration.load(std::memory_order_relaxed) + 8) return 0;
     bool candidate = m.check() && see(m) >= 0;
     if (list.size() == 1) candidate = true;
     const int to = m.to_id();

@@ -34,7 +34,7 @@ TEST(UciText, EveryGoKeywordFillsItsOwnField) {
     EXPECT_EQ(f.winc, 0u);
     EXPECT_EQ(f.perft, 3);
     EXPECT_EQ(f.depth, 102);
-    EXPECT_EQ(f.wtime, not_given_ms);
+    EXPECT_EQ(f.wtime, time_not_given);
     EXPECT_EQ(f.movestogo, 0); // not given
     const GoCommand m = go("mate 3 searchmoves e2e4 d2d4 x");
     EXPECT_EQ(m.depth, 3);
