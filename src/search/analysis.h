@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "board/chessposition.h"
-#include "egtb/egt4pieces.h"
+#include "board/static_exchange.h"
+#include "egtb/endgame_tables.h"
 #include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
 #include "search/move_ordering.h"
@@ -25,10 +26,6 @@ struct Window {
     int alpha, beta;
 };
 bool next_window(Window &w, int score);
-// Whether iterative deepening ends before the next iteration of a game-clock search, with used_percent of
-// the planned time gone and the best move unchanged for `stable` iterations. A root whose score was only a
-// bound (resolved false) is always searched again first.
-bool stop_before_iteration(bool resolved, int used_percent, int stable);
 
 // The front end's request to the search thread, and the thread's state; the front end waits for the
 // request to be taken (back to none) before it writes the status itself.
@@ -51,8 +48,8 @@ class Analysis {
     void reset() { m_time.reset(); }
     void clear();
     void clear_hash() { m_tt.clear(); }
-    void clear_killer() { m_killer.clear(); }
-    void clear_history();
+    void clear_killer() { m_order.clear_killers(); }
+    void clear_history() { m_order.clear_history(); }
     void hashtable_enabled(bool on) { m_tt.set_enabled(on); }
     // A resize frees the memory an endgame table may have borrowed: release the tables first.
     void set_hash_size(int megabytes) {
@@ -120,8 +117,7 @@ class Analysis {
     int nullmove_search(int depth, int alpha, int beta);
     bool nullmove_allowed() const;
     int quiescence(int alpha, int beta, int qdepth);
-    int see(const Move &m);
-    int see(const Square &s);
+    int see(const Move &m) { return static_exchange(m_pos, m); }
     int extend(const MoveList &list, const Move &m);
     bool is_legal(const TTmove &m) const;
     void localsort(MoveList &list, int depth, bool pv, const Move &hashmove);
@@ -130,53 +126,64 @@ class Analysis {
     void unmake_move();
 
   private:
-    // Builds the endgame table of the root's material while the clock allows; releases them otherwise.
+    // The endgame table of the root's material, built as this search allows (the first thread only: the
+    // lent memory has one owner); released when the root needs none.
     Egt4Pieces *endgame_table();
-    // How this search may build a table: never under a depth, node or mate limit (those never wait); all
-    // at once before the search on the engine's own clock; in slices between nodes while analysing,
-    // pondering or on a long move time, so that the info lines keep coming.
-    enum class build_t { none, on_clock, in_slices };
-    build_t build_mode() const;
-    // A slice of the build under way, once the search has had as long since the last one.
-    void build_slice();
-    static constexpr std::uint64_t build_slice_ms = 50;
+    EndgameTables::build_t build_mode() const;
     // A fixed move time this long holds a build (two seconds on a fast machine, done in slices).
     static constexpr std::uint64_t long_movetime_ms = 5000;
     // The exact score of a node the complete table knows; false when there is none.
     bool table_score(int &score) const;
-    // The endgame tables borrow this many bytes from the start of the transposition table (93,750 buckets).
-    static constexpr std::size_t endgame_memory = 6000000;
-    void return_lent_memory();
     // Plays from a complete table: true with the line and score set when the table knows the root.
-    bool root_from_table(Egt4Pieces &table, int depth);
+    bool root_from_table(const Egt4Pieces &table, int depth);
+    // The transposition table as the endgame tables' lender, and the search's clock as their build's.
+    class TableLender : public MemoryLender {
+      public:
+        explicit TableLender(TranspositionTable &tt) : m_tt(tt) {}
+        unsigned char *lend(std::size_t bytes) override;
+        void take_back() override;
+        bool lending() const override { return m_tt.get_threshold() != 0; }
+
+      private:
+        TranspositionTable &m_tt;
+        std::size_t m_lent = 0;
+    };
+    class SearchClock : public BuildClock {
+      public:
+        explicit SearchClock(const Analysis &a) : m_a(a) {}
+        std::uint64_t elapsed_ms() const override { return m_a.m_time.elapsed_ms(); }
+        long long remaining_ms() const override { return m_a.m_time.remaining_time(); }
+        bool stopped() const override { return m_a.stop_requested(); }
+
+      private:
+        const Analysis &m_a;
+    };
     void new_node();
     // The common start of a node: counting, mate-distance pruning, selective depth and the stop request.
     // True when the node is decided already, with its score in result.
     bool enter_node(int &alpha, int &beta, int &result);
     bool out_of_time();
-    // Whether a game-clock search should not begin its next iteration.
-    bool soft_limit_reached(bool resolved, int stable);
     void put_in_tt(bound_t bound, int draft, int score, const Move &move);
     Move probe_move(int &score, int &draft, bound_t &bound, bool &hit);
-    void learn(const MoveList &list, int searched, const Move &cut, int depth);
+    // Marks the moves after which a pass by the opponent would be mated (class mate_attack).
+    void mark_mate_threats(MoveList &list, int depth);
     void iidsort(MoveList &list, int depth, int alpha, int beta);
     void select_searchmoves(MoveList &list) const;
+    // The root's legal moves (restricted by "searchmoves"), as generated once at the start of the search.
+    void root_moves(MoveList &list) const;
     int leaf(int alpha, int beta);
 
     Tables &m_tables;
     TranspositionTable &m_tt;
     ChessPosition m_pos;
     MoveGenerator m_gen;
-    HistoryTable m_history;
-    CounterMove m_counter;
-    Killer m_killer;
+    MoveOrdering m_order;
     const LmrTable &m_lmr;
     Evaluation m_eval;
-    Egt4Pieces m_kbnk;
-    Egt4Pieces m_kqkr;
-    bool m_root_resolved = false;      // this iteration's root has raised alpha with a move
-    Egt4Pieces *m_building = nullptr;  // the table built in slices during this search
-    std::uint64_t m_next_slice_ms = 0; // when the next slice may start, in ms since "go"
+    EndgameTables m_egt;
+    TableLender m_lender;
+    SearchClock m_clock{*this};
+    bool m_root_resolved = false; // this iteration's root has raised alpha with a move
     TimeManager m_time;
     MultiPV m_mpv;
     unsigned m_multipv = 1;
@@ -215,6 +222,8 @@ class Analysis {
     double m_total_time = 0;
     std::ofstream m_log;
 
+    Move m_root_moves[MoveList::capacity];
+    int m_root_count = 0;
     Move m_moves[max_ply][MoveList::capacity];
     MoveGenerator::MoveTable m_tables_by_ply[max_ply];
 };

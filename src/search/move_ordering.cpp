@@ -5,9 +5,9 @@
 #include <cmath>
 #include <utility>
 
+#include "board/chessposition.h"
+#include "board/static_exchange.h"
 #include "eval/evalbits.h"
-#include "search/analysis.h"
-#include "search/search_constants.h"
 
 namespace {
 
@@ -62,10 +62,11 @@ LmrTable::LmrTable() {
 // ---------------------------------------------------------------------------------------------------------
 // Learning at cut-offs and the order of a node's moves
 
-void Analysis::learn(const MoveList &list, int searched, const Move &cut, int depth) {
+void MoveOrdering::learn(const ChessPosition &pos, int ply, const MoveList &list, int searched,
+                         const Move &cut, int depth) {
     const std::int64_t amount = std::int64_t(1) << (depth < 0 ? 0 : depth > 40 ? 40 : depth);
-    const Move previous = m_pos.last_move();
-    const Move own_previous = m_pos.move_before_last();
+    const Move previous = pos.last_move();
+    const Move own_previous = pos.move_before_last();
     for (const Move &earlier : {previous, own_previous}) {
         if (earlier.word() == 0) continue;
         m_counter.increment(earlier, cut, amount);
@@ -75,13 +76,12 @@ void Analysis::learn(const MoveList &list, int searched, const Move &cut, int de
     m_history.increment(cut, amount);
     for (int i = 0; i < searched; ++i)
         m_history.decrement(list[i], amount);
-    m_killer.set_killer(m_ply, cut);
+    m_killer.set_killer(ply, cut);
 }
 
-void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmove) {
-    if (list.size() < 2) return;
-    const Move previous = m_pos.last_move();
-    const Move own_previous = m_pos.move_before_last();
+void MoveOrdering::classify(ChessPosition &pos, int ply, MoveList &list, const Move &hashmove) const {
+    const Move previous = pos.last_move();
+    const Move own_previous = pos.move_before_last();
     // Candidates among quiet moves: the best two counter moves, the best two follow-ups, the best three by
     // history, each strictly better than the one it displaces.
     Move counter[2], follow[2], hist[3];
@@ -105,17 +105,18 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
         if (own_previous.word()) offer(follow, follow_v, 2, m, m_counter.value(own_previous, m));
         offer(hist, hist_v, 3, m, m_history.value(m));
     }
-    const Move killer_a = m_killer.get_killerA(m_ply), killer_b = m_killer.get_killerB(m_ply);
-    const std::uint64_t pawn_attacked = pawn_attacked_squares(m_pos).value();
+    const Move killer_a = m_killer.get_killerA(ply), killer_b = m_killer.get_killerB(ply);
+    const std::uint64_t pawn_attacked = pawn_attacked_squares(pos).value();
     for (Move &m : list) {
         xmove_t x;
         if (hashmove.word() && m == hashmove) {
             x = hashtable_move;
         } else if (m.capture_id() != 0) {
-            x = Piece(m.piece_id()).abs_value() <= Piece(m.capture_id()).abs_value() || see(m) >= 0
+            x = Piece(m.piece_id()).abs_value() <= Piece(m.capture_id()).abs_value() ||
+                        static_exchange(pos, m) >= 0
                     ? good_capture
                     : losing_capture;
-        } else if (m.code() == promo_queen && see(m) >= 0) {
+        } else if (m.code() == promo_queen && static_exchange(pos, m) >= 0) {
             x = promotion;
         } else if (m == killer_a || m == killer_b) {
             x = killer;
@@ -135,18 +136,6 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
         }
         m.xcode(x);
     }
-    if ((pv || m_ply <= 2) && depth > 4) {
-        // Mate threats: after the move, a pass by the opponent would be mated.
-        for (Move &m : list) {
-            if (m.xcode() == hashtable_move || m.check()) continue;
-            make_move(m);
-            const int v = nullmove_search(depth, -29898, -29897);
-            unmake_move();
-            if (v < -mate_bound) m.xcode(mate_attack);
-            if (stop_requested()) break;
-        }
-    }
-    sort_by_class(list);
 }
 
 BitBoard pawn_attacked_squares(const ChessPosition &pos) {
@@ -178,20 +167,9 @@ void sort_by_class(MoveList &list) {
     }
 }
 
-void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
-    if (depth < 4) return;
-    PrincipalVariation scratch;
-    for (int i = 1; i < list.size(); ++i) {
-        make_move(list[i]);
-        const int v = -pv_search(depth / 2 - 2, -beta, -alpha, scratch);
-        unmake_move();
-        if (stop_requested()) return;
-        if (v > alpha) {
-            const Move m = list[i];
-            for (int j = i; j > 1; --j)
-                list[j] = list[j - 1];
-            list[1] = m;
-            return;
-        }
-    }
+void MoveOrdering::move_forward(MoveList &list, int from, int to) {
+    const Move m = list[from];
+    for (int j = from; j > to; --j)
+        list[j] = list[j - 1];
+    list[to] = m;
 }

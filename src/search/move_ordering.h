@@ -95,4 +95,40 @@ class ChessPosition;
 // The squares the opponent's pawns attack: quiet piece moves onto them are ordered late.
 BitBoard pawn_attacked_squares(const ChessPosition &pos);
 
+// One search thread's learning tables and the ordering classes they give a node's moves. The search asks;
+// the ordering never searches.
+class MoveOrdering {
+  public:
+    void clear() {
+        m_history.clear();
+        m_counter.clear();
+        m_killer.clear();
+    }
+    void clear_history() {
+        m_history.clear();
+        m_counter.clear();
+    }
+    void clear_killers() { m_killer.clear(); }
+    // A new search keeps an eighth of what the last one learnt, and no killers (their plies have moved).
+    void new_search() {
+        m_history.divide_by_8();
+        m_counter.divide_by_8();
+        m_killer.clear();
+    }
+    // A quiet move cut at this ply: it gains, the quiet moves searched before it lose, by 2^depth.
+    void learn(const ChessPosition &pos, int ply, const MoveList &list, int searched, const Move &cut,
+               int depth);
+    // Every move's class: the table's move, captures by exchange, killers, counter moves and follow-ups,
+    // the best by history, quiet moves onto squares the opponent's pawns attack, the rest. The position is
+    // changed by the exchange counts and left as it was.
+    void classify(ChessPosition &pos, int ply, MoveList &list, const Move &hashmove) const;
+    // Moves the move at index `from` to index `to` (to < from), the ones between sliding back one place.
+    static void move_forward(MoveList &list, int from, int to);
+
+  private:
+    HistoryTable m_history;
+    CounterMove m_counter;
+    Killer m_killer;
+};
+
 #endif

@@ -1,7 +1,10 @@
-// The pruning rules of the null-window search near the leaves. The first two apply only to a plain move
-// that captures nothing and gives no check, with the side to move not in check; the third to a node.
+// The tree search's rules and numbers, each named once with the reason for its value. The pruning rules
+// near the leaves come first: the first two apply only to a plain move that captures nothing and gives no
+// check, with the side to move not in check; the third to a node.
 #ifndef DRAVNIK_SEARCH_PRUNING_H
 #define DRAVNIK_SEARCH_PRUNING_H
+
+#include "board/move.h"
 
 // Move-count pruning: far enough from the root, the late quiet moves of a node near the leaves are
 // not searched. The index counts the node's ordered moves from 0.
@@ -22,5 +25,49 @@ constexpr bool futile(int depth, int static_score, int alpha) {
 constexpr bool reverse_futile(int depth, int static_score, int beta) {
     return depth <= 6 && static_score - 90 * depth >= beta;
 }
+
+// Late-move reductions spare a move that is extended, a good capture, a killer, a check and every move out
+// of check: each is likely to be the move that matters, and a reduced search would hide it.
+inline bool may_reduce(int extension, bool in_check, const Move &m) {
+    return !(extension != 0 || in_check || m.xcode() == good_capture || m.xcode() == killer || m.check());
+}
+
+// The null move's reduction: depth / 5 + 3 plies besides the move itself, so deep nodes save more.
+constexpr int null_move_reduction(int depth) { return depth / 5 + 3; }
+
+// A null move searched again this far below the window: failing even that, the side to move faces a
+// threat worth two pawns, and the node is searched a ply deeper.
+constexpr int null_threat_margin = 200;
+
+// A static score this far above beta is verified by a search this much shallower, against a window as far
+// above beta; a node deeper than the reduction only, so the verification has a depth of its own.
+constexpr int verification_margin = 200;
+constexpr int verification_reduction = 4;
+
+// Beyond this many plies from the root a node is a leaf whatever its depth: checks and extensions cannot
+// drive a line on for ever, and the per-ply arrays keep room below max_ply.
+constexpr int max_search_ply = 101;
+
+// Extensions stop this many plies beyond the iteration's depth, so a line of checks cannot run away.
+constexpr int extension_reach = 8;
+
+// A passed pawn's push is extended once the pieces (not pawns, not kings) weigh this much or less
+// together: the ending where such a pawn decides.
+constexpr int pawn_ending_material = 1000;
+
+// A leaf's score shrinks towards the draw from this many plies without a capture or a pawn move, by this
+// share per ply: a won position the side cannot make progress in is worth less as the fifty-move rule
+// nears. Only the leaves taper: inner nodes read the rule itself (a draw after 100 plies).
+constexpr int fifty_move_taper_from = 51;
+constexpr double fifty_move_taper_per_ply = 0.02;
+
+// Deeper than this in the capture search, even exchanges (static exchange 0) are no longer searched:
+// long chains of equal trades cost much and change little.
+constexpr int even_exchange_qdepth = -8;
+
+// The root's aspiration window: this many centipawns on either side of the last score, doubled on each
+// fail; beyond this bound the window opens fully (mates and large scores are not worth narrowing).
+constexpr int aspiration_half_width = 25;
+constexpr int aspiration_limit = 500;
 
 #endif

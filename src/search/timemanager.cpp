@@ -107,3 +107,18 @@ std::uint64_t TimeManager::hard_limit_ms() const {
 }
 
 bool TimeManager::clock_running() const { return (m_white_to_move ? m_wtime : m_btime) != time_not_given; }
+
+bool stop_before_iteration(bool resolved, int used_percent, int stable) {
+    // Past 60 per cent of the planned time a new iteration would rarely finish; once the best move has
+    // stood for two iterations that is where the search ends, and past the planned time in any case.
+    return resolved && (used_percent >= 100 || (used_percent >= 60 && stable >= 2));
+}
+
+bool TimeManager::soft_limit_reached(bool resolved, int stable) const {
+    if (!clock_running() || m_movetime != time_not_given || m_infinite || m_pondering) return false;
+    return stop_before_iteration(resolved, percentage(), stable);
+}
+
+bool TimeManager::keep_waiting() const {
+    return !time_to_move() && (hard_limit_ms() != time_not_given || m_pondering || m_infinite);
+}

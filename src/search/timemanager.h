@@ -27,6 +27,11 @@ TimeBudget plan_time(std::uint64_t time_left, std::uint64_t increment, int moves
 // In sudden death the plan assumes this many more moves at least.
 constexpr std::uint64_t sudden_death_horizon = 50;
 
+// Whether iterative deepening ends before the next iteration of a game-clock search, with used_percent of
+// the planned time gone and the best move unchanged for `stable` iterations. A root whose score was only a
+// bound (resolved false) is always searched again first.
+bool stop_before_iteration(bool resolved, int used_percent, int stable);
+
 class TimeManager {
   public:
     TimeManager() { reset(); }
@@ -59,9 +64,15 @@ class TimeManager {
     // The side to move plays on a clock (wtime or btime given).
     bool clock_running() const;
 
-    // Whether the hard limit of the plan made at start() has passed: one clock read, no division, as it
-    // runs every 1,024 nodes.
+    // The rules that end a search. Whether the hard limit of the plan made at start() has passed: one
+    // clock read, no division, as it runs every 1,024 nodes.
     bool time_to_move() const;
+    // Whether a search should not begin its next iteration: only a game clock plans, so a move time, a
+    // ponder or infinite search, or no clock at all runs on.
+    bool soft_limit_reached(bool resolved, int stable) const;
+    // Whether a weakened search that finished early waits on: it answers no faster than its allowance,
+    // and a search without one (depth, nodes) answers at once.
+    bool keep_waiting() const;
     int remaining_time() const;
     // Per cent of the planned (soft) time used.
     int percentage() const;

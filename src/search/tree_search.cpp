@@ -1,26 +1,11 @@
-// Tree search: PV and null-window searches, null move, quiescence, static exchange and extensions.
+// Tree search: node bookkeeping, PV and null-window searches, null move, quiescence, the ordering's searches
+// (mate threats, internal deepening) and extensions.
 #include "search/analysis.h"
-
-#include <stdexcept>
 
 #include "search/pruning.h"
 #include "search/search_constants.h"
 
 namespace {
-int promotion_bonus(move_t code) {
-    switch (code) {
-    case promo_queen:
-        return 800;
-    case promo_rook:
-        return 400;
-    case promo_bishop:
-    case promo_knight:
-        return 200;
-    default:
-        return 0;
-    }
-}
-
 bool is_quiet(const Move &m) { return m.capture_id() == 0 && m.code() == normal_move; }
 } // namespace
 
@@ -58,13 +43,58 @@ bool Analysis::is_legal(const TTmove &m) const {
 }
 
 // ---------------------------------------------------------------------------------------------------------
-// Node searches
+// Node bookkeeping
+
+void Analysis::make_move(const Move &m) {
+    m_pos.make_move(m);
+    m_eval.prefetch(); // nearly every node evaluates its position first
+    m_eval.make_move(m);
+    if (m.xcode() == mate_attack) ++m_mate_attacks;
+    ++m_ply;
+}
+
+void Analysis::unmake_move() {
+    const Move m = m_pos.last_move();
+    --m_ply;
+    if (m.xcode() == mate_attack) --m_mate_attacks;
+    m_eval.unmake_move(m);
+    m_pos.unmake_move();
+}
+
+bool Analysis::out_of_time() {
+    // The first iteration always completes (a fraction of a millisecond): a move of depth 1 is worth
+    // more than the first move generated, however late the search started.
+    return m_iteration.load(std::memory_order_relaxed) > 1 && m_time.time_to_move();
+}
+
+void Analysis::new_node() {
+    const std::uint64_t n = m_nodes.load(std::memory_order_relaxed);
+    if (m_max_nodes != no_node_limit) {
+        if (m_max_nodes <= n) {
+            m_action = action_t::stop;
+            return;
+        }
+    } else if ((n & 1023) == 0) {
+        // Every 1,024 nodes at any depth: well under a millisecond here, a few on the slow target, so a
+        // short move time still ends on time.
+        if (out_of_time()) {
+            m_action = action_t::stop;
+            return;
+        }
+        if (m_egt.building()) m_egt.build_slice(m_clock);
+    }
+    // This thread is the counter's only writer: a plain store, not a read-modify-write (a retry loop on
+    // the 32-bit target).
+    m_nodes.store(n + 1, std::memory_order_relaxed);
+}
 
 int Analysis::leaf(int alpha, int beta) {
     ++m_iteration_nodes;
     int score = quiescence(alpha, beta, 0);
     const int dfz = m_pos.get_dfz();
-    if (dfz >= 51) score = static_cast<int>(score * (1.0 - (dfz - 50) * 0.02));
+    if (dfz >= fifty_move_taper_from)
+        score =
+            static_cast<int>(score * (1.0 - (dfz - (fifty_move_taper_from - 1)) * fifty_move_taper_per_ply));
     return score;
 }
 
@@ -86,19 +116,27 @@ bool Analysis::enter_node(int &alpha, int &beta, int &result) {
     return false;
 }
 
+// ---------------------------------------------------------------------------------------------------------
+// Node searches
+
 int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVariation &pv) {
     pv.clear();
+    // 1. Count the node; mate-distance bounds; a stop returns at once.
     int early = 0;
     if (enter_node(alpha, beta, early)) return early;
+    // 2. Below the root: draws by repetition and by the fifty-move rule, then a complete endgame table.
+    //    The root never asks: a game position that repeats an earlier one still needs a move.
     if (m_ply > 0) {
         if (m_pos.draw_by_threefold_repetition()) return 0;
         if (m_pos.get_dfz() > 100) return 0;
         int exact = 0;
-        if (table_score(exact)) return exact; // a complete endgame table knows this node
+        if (table_score(exact)) return exact;
     }
+    // 3. No depth left, or too far from the root: the capture search decides.
     int depth = depth_in;
-    if (depth < 1 || m_ply > 101 || m_ply >= max_ply - 8) return leaf(alpha, beta);
+    if (depth < 1 || m_ply > max_search_ply || m_ply >= max_ply - 8) return leaf(alpha, beta);
 
+    // 4. A static mate score (a special ending's evaluator knows the result) is returned below the root.
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
     const bool in_check = m_pos.check();
@@ -106,11 +144,14 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         const int s = m_eval.static_eval();
         if (s < -(mate_bound + 1) || s > mate_bound + 1) return s;
     }
+    // 5. The table's move only: a PV node takes no cut from the table, so its line stays whole.
     int tt_score = 0, tt_draft = 0;
     bound_t tt_bound = upperbound;
     bool hit = false;
     const Move hashmove = probe_move(tt_score, tt_draft, tt_bound, hit);
 
+    // 6. The moves (restricted by "searchmoves" at the root), mate or stalemate when there are none, and
+    //    their order; the first iteration's first move is a move to play if the search stops at once.
     MoveList list(m_moves[m_ply]);
     m_gen.serialize_moves(m_pos, table, list);
     if (m_ply == 0) {
@@ -123,15 +164,15 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         if (m == hashmove) hm = m;
     localsort(list, depth, true, hm);
 
+    // 7. The first move with the full window; the others with a null window, reduced where allowed, then
+    //    again unreduced and finally with the full window as long as they beat alpha.
     const int alpha0 = alpha;
     Move best;
     PrincipalVariation child;
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
         const int e = extend(list, m);
-        int r = 0;
-        if (!(e != 0 || in_check || m.xcode() == good_capture || m.xcode() == killer || m.check()))
-            r = m_lmr.pv_value(depth, i);
+        const int r = may_reduce(e, in_check, m) ? m_lmr.pv_value(depth, i) : 0;
         make_move(m);
         int v;
         if (i == 0) {
@@ -159,20 +200,27 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
                 if (out_of_time()) m_action = action_t::stop; // the hard limit ends even an unstable search
             }
         }
+        // 8. The first move failed to raise alpha: a shallow search looks for a better second move.
         if (i == 0 && alpha == alpha0 && depth > 3) iidsort(list, depth, alpha, beta);
     }
+    // 9. The result in the table, with the best move, or the table's own when no move raised alpha.
     put_in_tt(alpha > alpha0 ? exact_value : upperbound, depth, alpha, best.word() ? best : hm);
     return alpha;
 }
 
 int Analysis::nullwindow_search(int depth, int alpha, int beta) {
+    // 1. Count the node; mate-distance bounds; a stop returns at once.
     int early = 0;
     if (enter_node(alpha, beta, early)) return early;
+    // 2. A repetition and a complete endgame table. The fifty-move rule is left to the leaf's taper here:
+    //    unlike a PV node, a null-window node needs no exact draw score to cut.
     if (m_pos.draw_by_threefold_repetition()) return 0;
     int exact = 0;
-    if (table_score(exact)) return exact; // a complete endgame table knows this node
-    if (depth < 1 || m_ply > 101 || m_ply >= max_ply - 8) return leaf(alpha, beta);
+    if (table_score(exact)) return exact;
+    // 3. No depth left, or too far from the root: the capture search decides.
+    if (depth < 1 || m_ply > max_search_ply || m_ply >= max_ply - 8) return leaf(alpha, beta);
 
+    // 4. The static score (none in check); a static mate score is returned as it stands.
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
     const bool in_check = m_pos.check();
@@ -181,7 +229,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         s = m_eval.static_eval();
         if (s < -(mate_bound + 1) || s > mate_bound + 1) return s;
     }
-    // The table's bound, before any pruning search is spent on this node.
+    // 5. The table's bound, before any pruning search is spent on this node.
     int tt_score = 0, tt_draft = 0;
     bound_t tt_bound = upperbound;
     bool hit = false;
@@ -191,32 +239,39 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (tt_bound == upperbound && tt_score <= alpha) return alpha;
         if (tt_bound == lowerbound && tt_score >= beta) return beta;
     }
-    // Reverse futility: a static score far above beta with little depth left.
+    // 6. Reverse futility: a static score far above beta with little depth left.
     if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
         reverse_futile(depth, s, beta))
         return beta;
+    // 7. Null move: passing still holds beta, so a move will too. Failing, a second pass against a
+    //    lowered window finds out whether the opponent threatens something; a threat deepens the node.
     if (beta <= s && nullmove_allowed()) {
         int v = nullmove_search(depth, alpha, beta);
         if (v >= beta) return beta;
-        v = nullmove_search(depth, alpha - 200, beta - 200);
-        if (v < alpha - 200) ++depth; // a threat: look deeper
+        v = nullmove_search(depth, alpha - null_threat_margin, beta - null_threat_margin);
+        if (v < alpha - null_threat_margin) ++depth;
     }
-    if (beta + 200 <= s && depth > 4 && !in_check && m_mate_attacks == 0) {
-        const int v = nullwindow_search(depth - 4, beta + 199, beta + 200);
-        if (v >= beta + 200) return beta;
+    // 8. Verification: a static score far above beta confirmed by a much shallower search against a
+    //    window as far above beta.
+    if (beta + verification_margin <= s && depth > verification_reduction && !in_check &&
+        m_mate_attacks == 0) {
+        const int v = nullwindow_search(depth - verification_reduction, beta + verification_margin - 1,
+                                        beta + verification_margin);
+        if (v >= beta + verification_margin) return beta;
         m_gen.create_movetable(m_pos, table); // the verification used this ply's table too
     }
     if (stop_requested()) return alpha;
 
-    // The table is shared without locks: its move is used only when the generator produces it too.
+    // 9. The moves; mate or stalemate when there are none. The table is shared without locks: its move
+    //    is used only when the generator produces it too.
     MoveList list(m_moves[m_ply]);
     m_gen.serialize_moves(m_pos, table, list);
     if (list.size() == 0) return in_check ? m_ply - mate : 0;
     Move hashmove;
     for (const Move &m : list)
         if (m == probed) hashmove = m;
+    // 10. The table's move, searched before the others are ordered: a cut here saves the sort.
     if (hashmove.word()) {
-        // Searched before the others are ordered: a cut here saves the sort.
         const int e = extend(list, hashmove);
         make_move(hashmove);
         const int v = -nullwindow_search(depth - 1 + e, -beta, -alpha);
@@ -228,6 +283,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
     }
 
+    // 11. The other moves in order: late quiet moves pruned near the leaves, the rest searched with a
+    //     reduction where allowed and searched again unreduced when the reduced search cuts.
     localsort(list, depth, false, Move());
     int searched = 0;
     bool hash_passed = false;
@@ -245,26 +302,29 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
             if (futile(depth, s, alpha)) continue;
         }
         const int e = extend(list, m);
-        int r = 0;
-        if (!(e != 0 || in_check || m.xcode() == good_capture || m.xcode() == killer || m.check()))
-            r = m_lmr.value(depth, index);
+        const int r = may_reduce(e, in_check, m) ? m_lmr.value(depth, index) : 0;
         make_move(m);
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);
+        // The unreduced search again leaves the extension out: a cut confirmed without it stands.
         if (r != 0 && v >= beta) v = -nullwindow_search(depth - 1, -beta, -alpha);
         unmake_move();
         if (stop_requested()) return alpha;
+        // 12. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
         if (v > alpha) {
-            if (m.capture_id() == 0) learn(list, searched, m, depth);
+            if (m.capture_id() == 0) m_order.learn(m_pos, m_ply, list, searched, m, depth);
             put_in_tt(lowerbound, depth, beta, m);
             return beta;
         }
         list[searched++] = m; // keep the moves tried so far in front for the learning step
     }
+    // 13. No move reached beta: an upper bound, with the table's move kept for the next visit.
     put_in_tt(upperbound, depth, alpha, hashmove);
     return alpha;
 }
 
 bool Analysis::nullmove_allowed() const {
+    // Not at the root, not in check, not twice in a row, and not without a bishop, rook or queen:
+    // with knights and pawns alone zugzwang is too common for a pass to prove anything.
     if (m_ply < 1 || m_pos.check()) return false;
     if (m_pos.last_move().code() == nullmove) return false;
     const int c = m_pos.white_to_move() ? 0 : 8;
@@ -273,7 +333,7 @@ bool Analysis::nullmove_allowed() const {
 
 int Analysis::nullmove_search(int depth, int alpha, int beta) {
     make_move(Move());
-    int reduced = depth - (depth / 5 + 3) - 1;
+    int reduced = depth - null_move_reduction(depth) - 1;
     if (reduced < 0) reduced = 0;
     const int v = -nullwindow_search(reduced, -beta, -alpha);
     unmake_move();
@@ -281,9 +341,12 @@ int Analysis::nullmove_search(int depth, int alpha, int beta) {
 }
 
 int Analysis::quiescence(int alpha, int beta, int qdepth) {
+    // 1. Count the node (the leaf that called at depth 0 counted it already).
     if (qdepth < 0) new_node();
     if (m_ply > m_seldepth.load(std::memory_order_relaxed))
         m_seldepth.store(m_ply, std::memory_order_relaxed);
+    // 2. Stand pat: the static score (mate in check until a move proves otherwise), mate scores moved to
+    //    this ply's distance.
     const bool in_check = m_pos.check();
     int s;
     if (in_check) {
@@ -299,6 +362,7 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     if (s > alpha) alpha = s;
     if (stop_requested() || m_ply >= max_ply - 2) return alpha;
 
+    // 3. Every move in check, else the captures (and promotions) alone.
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
     MoveList list(m_moves[m_ply]);
@@ -309,10 +373,11 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         m_gen.serialize_captures(m_pos, table, list);
         if (list.size() == 0) return alpha;
     }
+    // 4. Captures that lose material are not searched; deep in the capture search, even exchanges neither.
+    //    A child's mate score is moved one ply further from the root.
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
-        // Captures that lose material are not searched; deep in the quiescence, even exchanges neither.
-        if (!in_check && (qdepth < -8 ? see(m) <= 0 : see(m) < 0)) continue;
+        if (!in_check && (qdepth < even_exchange_qdepth ? see(m) <= 0 : see(m) < 0)) continue;
         make_move(m);
         const int child = quiescence(-beta, -alpha, qdepth - 1);
         int v = -child;
@@ -328,42 +393,54 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
 }
 
 // ---------------------------------------------------------------------------------------------------------
-// Exchanges and extensions
+// The searches that help the ordering: mate threats and the internal deepening of a PV node
 
-int Analysis::see(const Move &m) {
-    const int gain = Piece(m.capture_id()).abs_value() + promotion_bonus(m.code());
-    m_pos.force_move(m);
-    const int result = gain - see(m.to());
-    m_pos.undo_forced_move(m);
-    return result;
+void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmove) {
+    if (list.size() < 2) return;
+    m_order.classify(m_pos, m_ply, list, hashmove);
+    if ((pv || m_ply <= 2) && depth > 4) mark_mate_threats(list, depth);
+    sort_by_class(list);
 }
 
-int Analysis::see(const Square &s) {
-    Square from;
-    if (m_pos.stm() == 1)
-        from = m_pos.white_weakest_attacker(s);
-    else if (m_pos.stm() == 0)
-        from = m_pos.black_weakest_attacker(s);
-    else
-        throw std::logic_error("Analysis::see   side to move is corrupt");
-    if (from.id() == 64) return 0;
-    const Piece victim = m_pos.get_piece_from(s);
-    if (victim.king()) return infinity;
-    const Piece mover = m_pos.get_piece_from(from);
-    const bool promotes = mover.pawn() && (s.rank_number() == 7 || s.rank_number() == 0);
-    const Move capture = m_pos.convert_to_move(from, s, promotes ? promo_queen : normal_move);
-    const int gain = victim.abs_value() + promotion_bonus(capture.code());
-    m_pos.force_move(capture);
-    const int v = gain - see(s);
-    m_pos.undo_forced_move(capture);
-    return v > 0 ? v : 0;
+void Analysis::mark_mate_threats(MoveList &list, int depth) {
+    for (Move &m : list) {
+        if (m.xcode() == hashtable_move || m.check()) continue;
+        make_move(m);
+        // A pass by the opponent, searched against a window just below being mated.
+        const int v = nullmove_search(depth, -(mate_bound + 1), -mate_bound);
+        unmake_move();
+        if (v < -mate_bound) m.xcode(mate_attack);
+        if (stop_requested()) break;
+    }
 }
+
+void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
+    if (depth < 4) return;
+    PrincipalVariation scratch;
+    for (int i = 1; i < list.size(); ++i) {
+        make_move(list[i]);
+        const int v = -pv_search(depth / 2 - 2, -beta, -alpha, scratch);
+        unmake_move();
+        if (stop_requested()) return;
+        if (v > alpha) {
+            MoveOrdering::move_forward(list, i, 1);
+            return;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Extensions
 
 int Analysis::extend(const MoveList &list, const Move &m) {
-    if (m_ply > m_iteration.load(std::memory_order_relaxed) + 8) return 0;
+    if (m_ply > m_iteration.load(std::memory_order_relaxed) + extension_reach) return 0;
+    // A safe check, the only move, a pawn push of the ranks below, a mate threat.
     bool candidate = m.check() && see(m) >= 0;
     if (list.size() == 1) candidate = true;
     const int to = m.to_id();
+    // The two colours' pawn ranks are not mirrored, and that is deliberate: a white pawn is extended when
+    // it promotes (the eighth rank, squares 56-63), a black one when it reaches its sixth rank (the third,
+    // squares 16-23). The search was tuned with this asymmetry; mirroring it changes the played moves.
     if (m.piece_id() == wpawn && to >= 56) candidate = true;
     if (m.piece_id() == bpawn && to >= 16 && to <= 23) candidate = true;
     if (m.xcode() == mate_attack) candidate = true;
@@ -371,12 +448,14 @@ int Analysis::extend(const MoveList &list, const Move &m) {
     const bool recapture = m.capture_id() != 0 && previous.capture_id() != 0 && previous.to_id() == to;
     const BitBoard &own_set =
         m_pos.white_to_move() ? m_eval.white_passed_pawns() : m_eval.black_passed_pawns();
+    // Two plies for a candidate that recaptures onto one of the side's passed pawns' squares.
     if (candidate) {
         if (m.capture_id() == 0 || previous.capture_id() == 0) return 1;
         return recapture && (own_set & Square::bb[to]) ? 2 : 1;
     }
     if (recapture && (own_set & Square::bb[to])) return 1;
-    if (m_pos.nobelmen() <= 1000 && Piece(m.piece_id()).pawn())
+    // In a pawn ending (or nearly), every push of a passed pawn.
+    if (m_pos.nobelmen() <= pawn_ending_material && Piece(m.piece_id()).pawn())
         return ((m_eval.white_passed_pawns() | m_eval.black_passed_pawns()) & Square::bb[m.from_id()]) ? 1
                                                                                                        : 0;
     return 0;
