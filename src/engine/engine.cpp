@@ -101,10 +101,10 @@ void Engine::dispatch(const std::string &line) {
     else if (command == "go")
         cmd_go(words);
     else if (command == "ponderhit") {
-        if (m_search_mode == 2) {
+        if (m_search_mode == search_mode_t::ponder) {
             m_analysis.time_manager().ponderhit();
             if (m_helper) m_helper->time_manager().ponderhit();
-            m_search_mode = 1;
+            m_search_mode = search_mode_t::normal;
         }
     } else if (command == "setoption")
         cmd_setoption(words);
@@ -150,7 +150,7 @@ void Engine::reset_limits() {
 }
 
 void Engine::cmd_position(const std::string &raw) {
-    if (m_analysis.get_status() == status_t::searching || m_search_mode != 0) {
+    if (m_analysis.get_status() == status_t::searching || m_search_mode != search_mode_t::idle) {
         // A new position ends the running search; its move is no longer wanted.
         abandon_search();
     }
@@ -244,11 +244,11 @@ void Engine::cmd_go(std::istringstream &words) {
         }
         return;
     }
-    if (m_search_mode == 1) {
+    if (m_search_mode == search_mode_t::normal) {
         m_log << "Error: received go while already thinking" << std::endl;
         return;
     }
-    if (m_search_mode != 0 || m_analysis.get_status() != status_t::idle) {
+    if (m_search_mode != search_mode_t::idle || m_analysis.get_status() != status_t::idle) {
         // A ponder or infinite search the GUI did not stop: end it quietly before the new one.
         abandon_search();
     }
@@ -276,7 +276,9 @@ void Engine::cmd_go(std::istringstream &words) {
 }
 
 void Engine::start_search(const GoCommand &go) {
-    m_search_mode = go.infinite ? 3 : go.ponder ? 2 : 1;
+    m_search_mode = go.infinite ? search_mode_t::infinite
+                    : go.ponder ? search_mode_t::ponder
+                                : search_mode_t::normal;
     Analysis *searches[2] = {&m_analysis, m_helper.get()};
     for (Analysis *a : searches) {
         if (!a) continue;
@@ -314,18 +316,21 @@ void Engine::stop_helper() {
     m_helper->set_status(status_t::idle);
 }
 
-void Engine::abandon_search() {
+void Engine::stop_threads() {
     set_action(m_analysis, action_t::stop);
     stop_helper();
+}
+
+void Engine::abandon_search() {
+    stop_threads();
     m_analysis.set_status(status_t::idle);
-    m_search_mode = 0;
+    m_search_mode = search_mode_t::idle;
 }
 
 void Engine::cmd_stop() {
-    if (m_search_mode == 0) return;
-    set_action(m_analysis, action_t::stop);
-    stop_helper();
-    m_search_mode = 0;
+    if (m_search_mode == search_mode_t::idle) return;
+    stop_threads();
+    m_search_mode = search_mode_t::idle;
     while (m_analysis.get_status() == status_t::searching)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     report_new_version(m_analysis, true);
@@ -352,7 +357,7 @@ void Engine::cmd_setoption(std::istringstream &words) {
     const bool numeric = static_cast<bool>(value >> n);
     if (equal_options(opt.name, "Hash")) {
         if (!numeric || n <= 0) return;
-        if (m_search_mode != 0) cmd_stop();
+        if (m_search_mode != search_mode_t::idle) cmd_stop();
         try {
             // Beyond the announced maximum counts as the maximum: a GUI's typing error must not ask the
             // system for terabytes.
@@ -364,7 +369,7 @@ void Engine::cmd_setoption(std::istringstream &words) {
         }
     } else if (equal_options(opt.name, "Threads")) {
         if (!numeric) return;
-        if (m_search_mode != 0) cmd_stop();
+        if (m_search_mode != search_mode_t::idle) cmd_stop();
         const unsigned long long u = static_cast<unsigned long long>(n);
         set_threads(u == 0 ? 1 : u >= 2 ? 2 : 1);
     } else if (equal_options(opt.name, "Ponder")) {
@@ -413,9 +418,9 @@ void Engine::set_threads(unsigned n) {
 }
 
 void Engine::cmd_quit() {
-    if (m_search_mode != 0) cmd_stop(); // a script that quits mid-search still reads the move found so far
-    set_action(m_analysis, action_t::stop);
-    stop_helper();
+    // A script that quits mid-search still reads the move found so far.
+    if (m_search_mode != search_mode_t::idle) cmd_stop();
+    stop_threads();
     m_analysis.quit();
 }
 
@@ -423,7 +428,7 @@ void Engine::cmd_bench() {
     static const char *const fens[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
                                        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w - - 0 1",
                                        "r2q2k1/pp1rbppp/4pn2/2P5/1P3B2/6P1/P3QPBP/1R3RK1 w - - 0 1"};
-    if (m_search_mode != 0) cmd_stop();
+    if (m_search_mode != search_mode_t::idle) cmd_stop();
     // Nodes per second are the search's alone: the table's fresh pages are handed over before the clock
     // runs, as they are in a game after its first moves.
     m_tables.tt().clear_every_page();
@@ -494,8 +499,8 @@ void Engine::to_console() {
         report_new_version(m_analysis, false);
     } else if (status == status_t::done) {
         report_new_version(m_analysis, true);
-        if (m_search_mode == 1) {
-            m_search_mode = 0;
+        if (m_search_mode == search_mode_t::normal) {
+            m_search_mode = search_mode_t::idle;
             stop_helper();
             m_analysis.set_status(status_t::idle);
             send_hashfull(m_analysis);

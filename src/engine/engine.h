@@ -19,6 +19,10 @@
 #include "search/pv.h"
 #include "search/tables.h"
 
+// What the front end's search is doing: a normal search answers on its own; a ponder or infinite search
+// waits for "ponderhit" or "stop".
+enum class search_mode_t : int { idle = 0, normal = 1, ponder = 2, infinite = 3 };
+
 class Engine {
   public:
     Engine(Communicator &comm, std::ofstream &log);
@@ -53,6 +57,8 @@ class Engine {
     void reset_limits();
     void start_search(const GoCommand &go);
     void stop_helper();
+    // Both search threads asked to stop, without waiting for them.
+    void stop_threads();
     // Ends the running search without answering: its move is no longer wanted.
     void abandon_search();
     void set_threads(unsigned n);
@@ -87,7 +93,7 @@ class Engine {
     std::chrono::system_clock::time_point m_command_arrival{}; // when the current command arrived
     // The words of the last "position" command, which describes the engine's position exactly.
     std::vector<std::string> m_position_words;
-    int m_search_mode = 0; // 0 idle, 1 normal, 2 ponder, 3 infinite
+    search_mode_t m_search_mode = search_mode_t::idle;
     bool m_ownbook = false;
     bool m_chess960 = false;
     bool m_ponder = true;
