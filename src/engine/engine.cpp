@@ -143,7 +143,7 @@ void Engine::cmd_usermove(std::istringstream &words) {
 }
 
 void Engine::reset_limits() {
-    m_analysis.set_depth(101);
+    m_analysis.set_depth(Analysis::no_depth_limit);
     TimeManager &t = m_analysis.time_manager();
     t.reset();
     m_analysis.set_searchmoves({});

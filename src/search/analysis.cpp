@@ -167,7 +167,7 @@ void Analysis::iterative_search() {
     bool resolved = true; // the last iteration ended inside its window
     for (;;) {
         const int iteration = m_iteration;
-        if (m_depth_cap1 <= iteration || m_depth_cap2 <= iteration) break;
+        if (m_depth_cap <= iteration) break;
         if (iteration > 0 && std::abs(m_eval_score) >= mate - iteration) break;
         if (m_limitstrength && m_elo_depth < iteration) break;
         // A root that failed low or high is searched again within the hard limit before the soft one may
@@ -210,7 +210,6 @@ void Analysis::iterative_search() {
         while (!stop_requested() && m_time.keep_waiting())
             sleep_ns(50000000);
     }
-    m_total_time += std::chrono::duration<double>(std::chrono::system_clock::now() - m_start_time).count();
 }
 
 void Analysis::release_endgame_tables() { m_egt.release(m_id == 0 ? &m_lender : nullptr); }
@@ -244,7 +243,7 @@ Egt4Pieces *Analysis::endgame_table() {
 
 EndgameTables::build_t Analysis::build_mode() const {
     using build_t = EndgameTables::build_t;
-    if (m_depth_cap2 < 101 || m_max_nodes != no_node_limit) return build_t::none;
+    if (m_depth_cap < no_depth_limit || m_max_nodes != no_node_limit) return build_t::none;
     if (m_time.infinite() || m_time.pondering()) return build_t::in_slices;
     if (m_time.movetime() != time_not_given)
         return m_time.movetime() >= long_movetime_ms ? build_t::in_slices : build_t::none;

@@ -36,6 +36,8 @@ class Analysis {
   public:
     static constexpr int max_ply = 256; // per-ply arrays; the search never goes deeper than max_ply - 8
     static constexpr std::uint64_t no_node_limit = 1ULL << 62;
+    // Deeper than any iteration can go (the tree stops at its ply cap): no depth limit.
+    static constexpr int no_depth_limit = 101;
 
     Analysis(ChessPosition &position, Tables &tables);
     Analysis(const Analysis &o,
@@ -59,8 +61,8 @@ class Analysis {
     void release_endgame_tables();
 
     // Limits and settings.
-    void set_depth(int d) { m_depth_cap2 = d; }
-    void set_mate(int d) { m_depth_cap2 = d; }
+    void set_depth(int d) { m_depth_cap = d; }
+    void set_mate(int d) { m_depth_cap = d; }
     void set_nodes(std::uint64_t n) { m_max_nodes = n; }
     void set_max_nodes(std::uint64_t n) { m_max_nodes = n; }
     void reset_max_nodes() { m_max_nodes = no_node_limit; }
@@ -202,8 +204,7 @@ class Analysis {
     unsigned char m_date = 0;
     int m_id = 0;
 
-    int m_depth_cap1 = 101;
-    int m_depth_cap2 = 101;
+    int m_depth_cap = no_depth_limit; // a "go depth" or "go mate" limit
     std::uint64_t m_max_nodes = no_node_limit;
     bool m_limitstrength = false;
     int m_elo = 2000;
@@ -219,7 +220,6 @@ class Analysis {
     PrincipalVariation m_root_pv;
     PrincipalVariation m_exact_pv; // the root line of the last score inside its window
     std::chrono::system_clock::time_point m_start_time;
-    double m_total_time = 0;
     std::ofstream m_log;
 
     Move m_root_moves[MoveList::capacity];
