@@ -37,13 +37,13 @@ bool next_window(Window &w, int score) {
 
 Analysis::Analysis(ChessPosition &position, Tables &tables)
     : m_tables(tables), m_tt(tables.tt()), m_pos(position), m_gen(tables), m_lmr(tables.lmr()),
-      m_eval(m_pos, tables), m_egt(tables.attacks()), m_lender(tables.tt()) {
+      m_eval(m_pos, tables), m_egt(tables.attacks()) {
     init(position);
 }
 
 Analysis::Analysis(const Analysis &o, ChessPosition &position)
     : m_tables(o.m_tables), m_tt(o.m_tt), m_pos(position), m_gen(o.m_tables), m_lmr(o.m_tables.lmr()),
-      m_eval(m_pos, o.m_tables), m_egt(o.m_tables.attacks()), m_lender(o.m_tt), m_id(1) {
+      m_eval(m_pos, o.m_tables), m_egt(o.m_tables.attacks()), m_id(1) {
     init(position);
 }
 
@@ -212,21 +212,7 @@ void Analysis::iterative_search() {
     }
 }
 
-void Analysis::release_endgame_tables() { m_egt.release(m_id == 0 ? &m_lender : nullptr); }
-
-unsigned char *Analysis::TableLender::lend(std::size_t bytes) {
-    if (m_tt.bytes() <= bytes) return nullptr;
-    m_tt.set_threshold(static_cast<int>(bytes));
-    m_lent = bytes;
-    return m_tt.get_uchar_adress();
-}
-
-void Analysis::TableLender::take_back() {
-    if (m_tt.get_threshold() == 0) return;
-    // Table bytes left behind would read as stray records.
-    std::memset(m_tt.get_uchar_adress(), 0, m_lent);
-    m_tt.set_threshold(0);
-}
+void Analysis::release_endgame_tables() { m_egt.release(m_id == 0 ? &m_tt : nullptr); }
 
 Egt4Pieces *Analysis::endgame_table() {
     if (m_id != 0) return nullptr;
@@ -238,7 +224,7 @@ Egt4Pieces *Analysis::endgame_table() {
         mode != EndgameTables::build_t::on_clock
             ? 0
             : std::max<std::uint64_t>(m_time.budget().soft / 2, m_time.remaining_time() / 20);
-    return m_egt.for_root(m_pos, m_lender, mode, build_ms, m_clock);
+    return m_egt.for_root(m_pos, m_tt, mode, build_ms, m_clock);
 }
 
 EndgameTables::build_t Analysis::build_mode() const {
@@ -248,23 +234,6 @@ EndgameTables::build_t Analysis::build_mode() const {
     if (m_time.movetime() != time_not_given)
         return m_time.movetime() >= long_movetime_ms ? build_t::in_slices : build_t::none;
     return m_time.clock_running() ? build_t::on_clock : build_t::none;
-}
-
-bool Analysis::table_score(int &score) const {
-    const EgtProbe p = m_egt.probe(m_pos);
-    switch (p.result) {
-    case egt_result_t::win:
-        score = mate - m_ply - p.plies;
-        return true;
-    case egt_result_t::loss:
-        score = -(mate - m_ply - p.plies);
-        return true;
-    case egt_result_t::draw:
-        score = 0;
-        return true;
-    default:
-        return false;
-    }
 }
 
 bool Analysis::root_from_table(const Egt4Pieces &table, int depth) {

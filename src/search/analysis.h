@@ -138,18 +138,7 @@ class Analysis {
     bool table_score(int &score) const;
     // Plays from a complete table: true with the line and score set when the table knows the root.
     bool root_from_table(const Egt4Pieces &table, int depth);
-    // The transposition table as the endgame tables' lender, and the search's clock as their build's.
-    class TableLender : public MemoryLender {
-      public:
-        explicit TableLender(TranspositionTable &tt) : m_tt(tt) {}
-        unsigned char *lend(std::size_t bytes) override;
-        void take_back() override;
-        bool lending() const override { return m_tt.get_threshold() != 0; }
-
-      private:
-        TranspositionTable &m_tt;
-        std::size_t m_lent = 0;
-    };
+    // The search's clock as the endgame tables' build reads it.
     class SearchClock : public BuildClock {
       public:
         explicit SearchClock(const Analysis &a) : m_a(a) {}
@@ -183,7 +172,6 @@ class Analysis {
     const LmrTable &m_lmr;
     Evaluation m_eval;
     EndgameTables m_egt;
-    TableLender m_lender;
     SearchClock m_clock{*this};
     bool m_root_resolved = false; // this iteration's root has raised alpha with a move
     TimeManager m_time;

@@ -1,5 +1,7 @@
 #include "search/transposition.h"
 
+#include <cstring>
+
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -229,4 +231,18 @@ int TranspositionTable::hashfull(unsigned char date) const {
     for (std::uint64_t i = 0; i < n; ++i)
         count += m_buckets[i].has_date(date);
     return count >> 2;
+}
+
+unsigned char *TranspositionTable::lend(std::size_t bytes) {
+    if (this->bytes() <= bytes) return nullptr;
+    set_threshold(static_cast<int>(bytes));
+    m_lent = bytes;
+    return get_uchar_adress();
+}
+
+void TranspositionTable::take_back() {
+    if (get_threshold() == 0) return;
+    // Table bytes left behind would read as stray records.
+    std::memset(get_uchar_adress(), 0, m_lent);
+    set_threshold(0);
 }

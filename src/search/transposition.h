@@ -10,6 +10,7 @@
 #include <string>
 
 #include "board/move.h"
+#include "egtb/endgame_tables.h"
 
 class ChessPosition;
 
@@ -115,7 +116,7 @@ class TTAllocationError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-class TranspositionTable {
+class TranspositionTable : public MemoryLender {
   public:
     TranspositionTable();
     ~TranspositionTable();
@@ -145,6 +146,11 @@ class TranspositionTable {
         m_pristine.store(false, std::memory_order_relaxed);
         return reinterpret_cast<unsigned char *>(m_buckets);
     }
+
+    // The endgame tables borrow the start of the table through these.
+    unsigned char *lend(std::size_t bytes) override;
+    void take_back() override;
+    bool lending() const override { return get_threshold() != 0; }
 
     bool enabled() const { return m_enabled; }
     void set_enabled(bool on) { m_enabled = on; }
@@ -182,6 +188,7 @@ class TranspositionTable {
     Bucket *m_buckets;
     std::uint64_t m_count;
     std::atomic<std::uint64_t> m_threshold;
+    std::size_t m_lent = 0; // the bytes lent, cleared when they come back
     bool m_enabled;
     void *m_block; // what allocate() obtained, for freeing
     // True while every bucket is known to be zero (fresh memory, or cleared and not written since), so

@@ -116,6 +116,23 @@ bool Analysis::enter_node(int &alpha, int &beta, int &result) {
     return false;
 }
 
+bool Analysis::table_score(int &score) const {
+    const EgtProbe p = m_egt.probe(m_pos);
+    switch (p.result) {
+    case egt_result_t::win:
+        score = mate - m_ply - p.plies;
+        return true;
+    case egt_result_t::loss:
+        score = -(mate - m_ply - p.plies);
+        return true;
+    case egt_result_t::draw:
+        score = 0;
+        return true;
+    default:
+        return false;
+    }
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Node searches
 
