@@ -88,6 +88,9 @@ void Analysis::new_node() {
     m_nodes.store(n + 1, std::memory_order_relaxed);
 }
 
+// The capture search's score, tapered towards the draw as the fifty-move counter runs. The taper has no
+// lower clamp: past 100 plies its factor turns negative. Only PV nodes test the rule itself (and return 0
+// before a leaf is reached); a null-window node meets the rule only here, as the search was tuned.
 int Analysis::leaf(int alpha, int beta) {
     ++m_iteration_nodes;
     int score = quiescence(alpha, beta, 0);
@@ -229,8 +232,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     // 1. Count the node; mate-distance bounds; a stop returns at once.
     int early = 0;
     if (enter_node(alpha, beta, early)) return early;
-    // 2. A repetition and a complete endgame table. The fifty-move rule is left to the leaf's taper here:
-    //    unlike a PV node, a null-window node needs no exact draw score to cut.
+    // 2. A repetition and a complete endgame table. Unlike a PV node, no test of the fifty-move rule here:
+    //    such a node reads the rule only through the leaf's taper (see leaf()).
     if (m_pos.draw_by_threefold_repetition()) return 0;
     int exact = 0;
     if (table_score(exact)) return exact;
