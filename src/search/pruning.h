@@ -57,7 +57,7 @@ constexpr int pawn_ending_material = 1000;
 
 // A leaf's score shrinks towards the draw from this many plies without a capture or a pawn move, by this
 // share per ply: a won position the side cannot make progress in is worth less as the fifty-move rule
-// nears. Only the leaves taper: inner nodes read the rule itself (a draw after 100 plies).
+// nears. Only the leaves taper; PV nodes also read the rule itself (a draw after 100 plies).
 constexpr int fifty_move_taper_from = 51;
 constexpr double fifty_move_taper_per_ply = 0.02;
 
