@@ -13,8 +13,6 @@ namespace {
 const char *const book_paths[] = {"/usr/local/games/dravnik.files/Dravnik.bin",
                                   "/usr/games/dravnik.files/Dravnik.bin", "Dravnik.bin"};
 
-constexpr long long max_hash_mb = 4096; // as announced by "uci"
-
 int clock_log_id() {
     return static_cast<int>(std::chrono::system_clock::now().time_since_epoch().count() & 0x1ff);
 }
@@ -348,57 +346,104 @@ void Engine::send_bestmove(Analysis &a) {
     send(line);
 }
 
+const Engine::Option Engine::options[] = {
+    {"Hash", "spin", "128", 6, 4096, &Engine::set_hash},
+    {"Threads", "spin", "1", 1, 2, &Engine::set_threads_option},
+    {"Ponder", "check", "true", 0, 0, &Engine::set_ponder},
+    {"OwnBook", "check", "false", 0, 0, &Engine::set_ownbook},
+    {"UCI_LimitStrength", "check", "false", 0, 0, &Engine::set_limitstrength},
+    {"UCI_Elo", "spin", "2000", 1500, 2200, &Engine::set_elo},
+    {"UCI_Chess960", "check", "false", 0, 0, &Engine::set_chess960},
+    {"MultiPV", "spin", "1", 1, 256, &Engine::set_multipv},
+    {"Debug", "check", "false", 0, 0, &Engine::set_debug},
+};
+
+void Engine::announce_options(std::ostream &out) {
+    for (const Option &o : options) {
+        out << "option name " << o.name << " type " << o.type << " default " << o.default_value;
+        if (std::string(o.type) == "spin") out << " min " << o.min << " max " << o.max;
+        out << std::endl;
+    }
+}
+
 void Engine::cmd_setoption(std::istringstream &words) {
     const SetOption opt = parse_setoption(words);
     if (!opt.valid) return;
+    OptionValue v;
+    v.text = opt.value;
+    v.on = opt.value == "true";
     std::istringstream value(opt.value);
-    const bool on = opt.value == "true";
-    long long n = 0;
-    const bool numeric = static_cast<bool>(value >> n);
-    if (equal_options(opt.name, "Hash")) {
-        if (!numeric || n <= 0) return;
-        if (m_search_mode != search_mode_t::idle) cmd_stop();
-        try {
-            // Beyond the announced maximum counts as the maximum: a GUI's typing error must not ask the
-            // system for terabytes.
-            const int mb = static_cast<int>(n > max_hash_mb ? max_hash_mb : n);
-            m_analysis.set_hash_size(mb);
-            m_hash_mb = mb;
-        } catch (const std::exception &e) {
-            info_string(std::string("Hash unchanged: ") + e.what());
+    v.numeric = static_cast<bool>(value >> v.number);
+    if (!v.numeric) v.number = 0;
+    for (const Option &o : options)
+        if (equal_options(opt.name, o.name)) {
+            (this->*o.apply)(o, v);
+            return;
         }
-    } else if (equal_options(opt.name, "Threads")) {
-        if (!numeric) return;
-        if (m_search_mode != search_mode_t::idle) cmd_stop();
-        const unsigned long long u = static_cast<unsigned long long>(n);
-        set_threads(u == 0 ? 1 : u >= 2 ? 2 : 1);
-    } else if (equal_options(opt.name, "Ponder")) {
-        m_ponder = on;
-    } else if (equal_options(opt.name, "OwnBook")) {
-        m_ownbook = on && m_book_available;
-    } else if (equal_options(opt.name, "UCI_LimitStrength")) {
-        m_analysis.set_uci_limitstrength(on);
-    } else if (equal_options(opt.name, "UCI_Elo")) {
-        if (numeric)
-            m_analysis.set_uci_elo(static_cast<int>(n < -100000 ? -100000 : n > 100000 ? 100000 : n));
-    } else if (equal_options(opt.name, "UCI_Chess960")) {
-        m_chess960 = on;
-        m_position.set_chess960(on);
-    } else if (equal_options(opt.name, "MultiPV")) {
-        if (!numeric) return;
-        const unsigned long long u = static_cast<unsigned long long>(n);
-        m_multipv_option = u == 0 ? 1 : u >= 50 ? 50 : static_cast<int>(u);
-        m_analysis.set_multipv(static_cast<unsigned>(m_multipv_option));
-        if (m_helper) m_helper->set_multipv(static_cast<unsigned>(m_multipv_option));
-    } else if (equal_options(opt.name, "Debug")) {
-        m_debug = on;
-        m_analysis.set_log(on);
-        if (m_log.good() && !on)
-            m_log.close();
-        else if (!m_log.good() && on) {
-            m_log.clear();
-            m_log.open("uci_eng_" + std::to_string(m_log_id) + ".log");
-        }
+}
+
+void Engine::set_hash(const Option &row, const OptionValue &v) {
+    if (!v.numeric || v.number <= 0) return;
+    if (m_search_mode != search_mode_t::idle) cmd_stop();
+    try {
+        // Beyond the announced maximum counts as the maximum: a GUI's typing error must not ask the system
+        // for terabytes. Below the minimum the table counts it as its own minimum.
+        const int mb = static_cast<int>(v.number > row.max ? row.max : v.number);
+        m_analysis.set_hash_size(mb);
+        m_hash_mb = mb;
+    } catch (const std::exception &e) {
+        info_string(std::string("Hash unchanged: ") + e.what());
+    }
+}
+
+void Engine::set_threads_option(const Option &row, const OptionValue &v) {
+    if (!v.numeric) return;
+    if (m_search_mode != search_mode_t::idle) cmd_stop();
+    // A negative count reads as a very large one, as an unsigned GUI field would: the maximum.
+    const unsigned long long u = static_cast<unsigned long long>(v.number);
+    const unsigned most = static_cast<unsigned>(row.max);
+    set_threads(u == 0 ? 1 : u >= most ? most : 1);
+}
+
+void Engine::set_ponder(const Option &, const OptionValue &v) { m_ponder = v.on; }
+
+void Engine::set_ownbook(const Option &, const OptionValue &v) { m_ownbook = v.on && m_book_available; }
+
+void Engine::set_limitstrength(const Option &, const OptionValue &v) {
+    m_analysis.set_uci_limitstrength(v.on);
+}
+
+void Engine::set_elo(const Option &, const OptionValue &v) {
+    // The search clamps to its range of strengths; this bound only keeps the number an int.
+    if (v.numeric)
+        m_analysis.set_uci_elo(static_cast<int>(v.number < -100000  ? -100000
+                                                : v.number > 100000 ? 100000
+                                                                    : v.number));
+}
+
+void Engine::set_chess960(const Option &, const OptionValue &v) {
+    m_chess960 = v.on;
+    m_position.set_chess960(v.on);
+}
+
+void Engine::set_multipv(const Option &, const OptionValue &v) {
+    if (!v.numeric) return;
+    // More than 50 lines count as 50: each costs a search of its own, and a GUI's large number would
+    // leave the deeper iterations unreachable.
+    const unsigned long long u = static_cast<unsigned long long>(v.number);
+    m_multipv_option = u == 0 ? 1 : u >= 50 ? 50 : static_cast<int>(u);
+    m_analysis.set_multipv(static_cast<unsigned>(m_multipv_option));
+    if (m_helper) m_helper->set_multipv(static_cast<unsigned>(m_multipv_option));
+}
+
+void Engine::set_debug(const Option &, const OptionValue &v) {
+    m_debug = v.on;
+    m_analysis.set_log(v.on);
+    if (m_log.good() && !v.on)
+        m_log.close();
+    else if (!m_log.good() && v.on) {
+        m_log.clear();
+        m_log.open("uci_eng_" + std::to_string(m_log_id) + ".log");
     }
 }
 

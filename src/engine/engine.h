@@ -23,8 +23,19 @@
 // waits for "ponderhit" or "stop".
 enum class search_mode_t : int { idle = 0, normal = 1, ponder = 2, infinite = 3 };
 
+// A "setoption" value as the handlers read it: the text, "true" or not, and the number it starts with.
+struct OptionValue {
+    std::string text;
+    bool on = false;
+    bool numeric = false;
+    long long number = 0;
+};
+
 class Engine {
   public:
+    // The options as "uci" announces them, one "option name ..." line each, in the table's order.
+    static void announce_options(std::ostream &out);
+
     Engine(Communicator &comm, std::ofstream &log);
     ~Engine();
     Engine(const Engine &) = delete;
@@ -45,6 +56,24 @@ class Engine {
     void cmd_go(std::istringstream &words);
     void cmd_stop();
     void cmd_setoption(std::istringstream &words);
+    // One row per option: what "uci" announces, and the handler "setoption" calls with its value.
+    struct Option {
+        const char *name;
+        const char *type; // "spin" or "check"
+        const char *default_value;
+        long long min, max; // spins only
+        void (Engine::*apply)(const Option &row, const OptionValue &value);
+    };
+    static const Option options[];
+    void set_hash(const Option &row, const OptionValue &v);
+    void set_threads_option(const Option &row, const OptionValue &v);
+    void set_ponder(const Option &row, const OptionValue &v);
+    void set_ownbook(const Option &row, const OptionValue &v);
+    void set_limitstrength(const Option &row, const OptionValue &v);
+    void set_elo(const Option &row, const OptionValue &v);
+    void set_chess960(const Option &row, const OptionValue &v);
+    void set_multipv(const Option &row, const OptionValue &v);
+    void set_debug(const Option &row, const OptionValue &v);
     void cmd_quit();
     void parse_position(const std::vector<std::string> &words);
     // The first word of now that makes a move beyond the command before, when now only adds moves to it;

@@ -18,22 +18,9 @@ void pause_5ms() {
 }
 
 void answer_uci() {
-    static const char *const lines[] = {
-        "id name Dravnik 0.40.1",
-        "id author Harvenlo",
-        "option name Hash type spin default 128 min 6 max 4096",
-        "option name Threads type spin default 1 min 1 max 2",
-        "option name Ponder type check default true",
-        "option name OwnBook type check default false",
-        "option name UCI_LimitStrength type check default false",
-        "option name UCI_Elo type spin default 2000 min 1500 max 2200",
-        "option name UCI_Chess960 type check default false",
-        "option name MultiPV type spin default 1 min 1 max 256",
-        "option name Debug type check default false",
-        "uciok",
-    };
-    for (const char *line : lines)
-        std::cout << line << std::endl;
+    std::cout << "id name Dravnik 0.40.1\nid author Harvenlo" << std::endl;
+    Engine::announce_options(std::cout);
+    std::cout << "uciok" << std::endl;
 }
 
 // Everything the engine has queued goes out now: a backlog of info lines never delays "bestmove".

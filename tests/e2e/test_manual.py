@@ -34,7 +34,7 @@ def test_documents_every_option_and_command(binary):
     e.send("uci")
     options = [l for l in e.expect(lambda l: l == "uciok") if l.startswith("option name ")]
     assert e.quit() == 0
-    assert len(options) == 9, options
+    assert options, "no option announced"
     section = " " + text.split(" OPTIONS ")[1].split(" FILES ")[0] + " "
     names = [line.split()[2] for line in options]
     for i, line in enumerate(options):
@@ -42,7 +42,7 @@ def test_documents_every_option_and_command(binary):
         assert m, line
         name, kind, default, low, high = m.groups()
         # The page lists the options in the order the engine announces them.
-        entry = section.split(" %s " % name)[1].split(" %s " % names[i + 1])[0] if i + 1 < 9 else \
+        entry = section.split(" %s " % name)[1].split(" %s " % names[i + 1])[0] if i + 1 < len(names) else \
             section.split(" %s " % name)[1]
         assert "%s, default %s" % (kind, default) in entry, (name, entry[:120])
         if low:
