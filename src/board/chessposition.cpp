@@ -388,8 +388,7 @@ void ChessPosition::setup(std::uint16_t castling, Square ep, std::uint16_t dfz, 
     if (m_pieces[wking] && m_pieces[bking]) find_pinned_pieces();
     m_hasher.init(this);
     m_history.back().pawnhash = m_hasher.pawn_key();
-    m_keys.clear();
-    m_keys.push_back(m_hasher.hash());
+    m_keys.init(m_hasher.hash());
     m_history.back().check = look_for_check() ? 1 : 0;
     m_material = compute_materialindex();
 }
@@ -523,8 +522,10 @@ void ChessPosition::make_move(const Move &m) {
     m_material.make_move(m);
     m_hasher.make_move(m);
     e.pawnhash = m_hasher.pawn_key();
-    if (irreversible) m_keys.push_back(0);
-    m_keys.push_back(m_hasher.hash());
+    if (null)
+        m_keys.add_after_null_move(m_hasher.hash());
+    else
+        m_keys.add(m, m_hasher.hash());
     e.check = find_pins_and_check() ? 1 : 0;
 }
 
@@ -536,8 +537,7 @@ void ChessPosition::unmake_move() {
     m_material.unmake_move(m);
     m_hasher.unmake_move();
     m_history.pop_back();
-    m_keys.pop_back();
-    if (m_keys.size() > 1 && m_keys.back() == 0) m_keys.pop_back();
+    m_keys.remove();
 }
 
 void ChessPosition::find_pinned_pieces() { find_pins_and_check(); }
@@ -602,18 +602,11 @@ std::string ChessPosition::setup_error() const {
     return "";
 }
 
-bool ChessPosition::draw_by_threefold_repetition() const {
-    const std::uint64_t now = m_keys.back();
-    for (int i = static_cast<int>(m_keys.size()) - 2; i >= 0; --i) {
-        if (m_keys[i] == 0) return false;
-        if (m_keys[i] == now) return true;
-    }
-    return false;
-}
+bool ChessPosition::draw_by_threefold_repetition() const { return m_keys.repetition(); }
 
 void ChessPosition::set_castlingrights(short rights) {
     m_history.back().castling = static_cast<std::uint16_t>(rights);
-    m_keys.back() = m_hasher.hash();
+    m_keys.replace_last(m_hasher.hash());
 }
 
 int ChessPosition::nobelmen() const {

@@ -169,7 +169,7 @@ class ChessPosition : public BoardPosition {
     Square black_kingsfield() const { return m_pieces[bking].get_first_square(); }
     BitBoard white_queencheck_squares() const; // squares from which a white queen would check black's king
     BitBoard black_queencheck_squares() const;
-    std::uint64_t key() const { return m_keys.back(); }
+    std::uint64_t key() const { return m_keys.last(); }
     std::uint64_t get_pawnhash() const { return m_hasher.pawn_key(); }
     const MaterialIndex &materialindex() const { return m_material; }
     MaterialIndex compute_materialindex() const;
@@ -194,7 +194,7 @@ class ChessPosition : public BoardPosition {
 
     const BoardTables *m_tables;
     std::vector<HistoryEntry> m_history;
-    std::vector<std::uint64_t> m_keys; // one per position; 0 marks an irreversible move
+    Rep3filter m_keys; // one key per position, a barrier before each after an irreversible move
     std::uint16_t m_moveno;
     int m_id;
     bool m_chess960;

@@ -138,6 +138,11 @@ void Rep3filter::add(const Move &m, std::uint64_t key) {
     m_keys.push_back(key);
 }
 
+void Rep3filter::add_after_null_move(std::uint64_t key) {
+    m_keys.push_back(0);
+    m_keys.push_back(key);
+}
+
 void Rep3filter::remove() {
     if (m_keys.empty()) return;
     m_keys.pop_back();

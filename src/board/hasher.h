@@ -43,7 +43,13 @@ class Rep3filter {
     Rep3filter() = default;
     void init(std::uint64_t key);
     void add(const Move &m, std::uint64_t key);
+    // The search's pass: no repetition reaches back across it, so it stands behind a barrier too.
+    void add_after_null_move(std::uint64_t key);
     void remove();
+    // The key of the current position, and its replacement when a set-up detail changes it.
+    std::uint64_t last() const { return m_keys.back(); }
+    void replace_last(std::uint64_t key) { m_keys.back() = key; }
+    void reserve(std::size_t n) { m_keys.reserve(n); }
     bool repetition() const;
     std::string result() const;
     bool operator==(const Rep3filter &o) const { return m_keys == o.m_keys; }
