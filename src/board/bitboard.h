@@ -254,4 +254,25 @@ constexpr BitBoard not_a_file(0xFEFEFEFEFEFEFEFEULL), not_h_file(0x7F7F7F7F7F7F7
     black_centre_battlefield(0x3C3C3C3C3C000000ULL), white_space(0x000000003C3C3C3CULL),
     black_space(0x3C3C3C3C00000000ULL);
 
+// Pawn captures, white (colour 1) up the board and black down, towards the a-file (west) and the h-file
+// (east); the file masks keep a shift from wrapping round the board's edge.
+template <int colour> constexpr std::uint64_t pawn_captures_west(std::uint64_t pawns) {
+    return colour ? (pawns << 7) & not_h_file.value() : (pawns >> 9) & not_h_file.value();
+}
+template <int colour> constexpr std::uint64_t pawn_captures_east(std::uint64_t pawns) {
+    return colour ? (pawns << 9) & not_a_file.value() : (pawns >> 7) & not_a_file.value();
+}
+// Every square the colour's pawns attack.
+template <int colour> constexpr std::uint64_t pawn_attacks(std::uint64_t pawns) {
+    return pawn_captures_west<colour>(pawns) | pawn_captures_east<colour>(pawns);
+}
+// The squares from which a pawn of the colour attacks the targets: the other colour's attack pattern.
+template <int colour> constexpr std::uint64_t pawn_attack_origins(std::uint64_t targets) {
+    return pawn_attacks<1 - colour>(targets);
+}
+// A square's neighbours on its rank.
+constexpr std::uint64_t west_east(std::uint64_t b) {
+    return ((b << 1) & not_a_file.value()) | ((b >> 1) & not_h_file.value());
+}
+
 #endif

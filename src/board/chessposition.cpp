@@ -571,9 +571,8 @@ bool ChessPosition::find_pins_and_check() {
         }
         if (to_move && !check) {
             const Attacks &a = m_tables->attacks();
-            const std::uint64_t pawn_from =
-                own ? ((kb >> 7) & not_a_file.value()) | ((kb >> 9) & not_h_file.value())
-                    : ((kb << 7) & not_h_file.value()) | ((kb << 9) & not_a_file.value());
+            // The enemy's pawns that would attack the king: white ones below a black king, and the reverse.
+            const std::uint64_t pawn_from = own ? pawn_attack_origins<1>(kb) : pawn_attack_origins<0>(kb);
             check = (pawn_from & m_pieces[wpawn + enemy].value()) ||
                     (a.knight(k) & m_pieces[wknight + enemy]) || (a.king(k) & m_pieces[wking + enemy]);
         }

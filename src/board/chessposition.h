@@ -219,9 +219,7 @@ BitBoard ChessPosition::attackers(const BitBoard &targets, const BitBoard &occup
         const Square s = BitBoard::get_reset_square(t);
         const std::uint64_t sb = Square::bb[s.id()].value();
         // A white pawn attacks s when it stands diagonally below s.
-        const std::uint64_t pawn_from =
-            colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
-                   : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
+        const std::uint64_t pawn_from = pawn_attack_origins<colour>(sb);
         result |= (BitBoard(pawn_from) & m_pieces[wpawn + c]) | (a.knight(s) & m_pieces[wknight + c]) |
                   (a.king(s) & m_pieces[wking + c]) | (a.rook(s, occupied) & rq) |
                   (a.bishop(s, occupied) & bq);
@@ -234,9 +232,7 @@ template <int colour> BitBoard ChessPosition::blocked_attackers(const Square &s)
     const Connections &cn = m_tables->connections();
     const int c = colour ? 0 : 8;
     const std::uint64_t sb = Square::bb[s.id()].value();
-    const std::uint64_t pawn_from =
-        colour ? (((sb >> 7) & not_a_file.value()) | ((sb >> 9) & not_h_file.value()))
-               : (((sb << 7) & not_h_file.value()) | ((sb << 9) & not_a_file.value()));
+    const std::uint64_t pawn_from = pawn_attack_origins<colour>(sb);
     return (BitBoard(pawn_from) & m_pieces[wpawn + c]) | (a.knight(s) & m_pieces[wknight + c]) |
            (a.king(s) & m_pieces[wking + c]) |
            (cn.rook_attacks(s) & (m_pieces[wrook + c] | m_pieces[wqueen + c])) |

@@ -1,16 +1,7 @@
 #include "movegen/movegenerator.h"
 
 namespace {
-constexpr std::uint64_t not_a = 0xFEFEFEFEFEFEFEFEULL;
-constexpr std::uint64_t not_h = 0x7F7F7F7F7F7F7F7FULL;
-
 inline Square pop(std::uint64_t &b) { return BitBoard::get_reset_square(b); }
-
-// Squares from which a pawn of the colour attacks the given squares.
-template <int colour> inline std::uint64_t pawn_attack_origins(std::uint64_t target) {
-    return colour ? ((target >> 7) & not_a) | ((target >> 9) & not_h)
-                  : ((target << 7) & not_h) | ((target << 9) & not_a);
-}
 } // namespace
 
 MoveGenerator::MoveGenerator(const BoardTables &tables)
@@ -40,11 +31,11 @@ template <int colour> void MoveGenerator::generate_movetable(const ChessPosition
         std::uint64_t t;
         if (colour) {
             const std::uint64_t one = (sb << 8) & empty;
-            t = (((sb << 7) & not_h) | ((sb << 9) & not_a)) & enemy;
+            t = pawn_attacks<1>(sb) & enemy;
             t |= one | (((one & rank3.value()) << 8) & empty);
         } else {
             const std::uint64_t one = (sb >> 8) & empty;
-            t = (((sb >> 9) & not_h) | ((sb >> 7) & not_a)) & enemy;
+            t = pawn_attacks<0>(sb) & enemy;
             t |= one | (((one & rank6.value()) >> 8) & empty);
         }
         table[s.id()] = t;
@@ -321,8 +312,8 @@ template <int colour> int MoveGenerator::count(const ChessPosition &pos) {
     const std::uint64_t free_pawns = m_in_check ? 0 : pawns & ~m_pinned;
     const std::uint64_t one = (colour ? free_pawns << 8 : free_pawns >> 8) & empty;
     const std::uint64_t two = (colour ? (one & rank3.value()) << 8 : (one & rank6.value()) >> 8) & empty;
-    const std::uint64_t left = (colour ? (free_pawns << 7) & not_h : (free_pawns >> 9) & not_h) & m_enemy;
-    const std::uint64_t right = (colour ? (free_pawns << 9) & not_a : (free_pawns >> 7) & not_a) & m_enemy;
+    const std::uint64_t left = pawn_captures_west<colour>(free_pawns) & m_enemy;
+    const std::uint64_t right = pawn_captures_east<colour>(free_pawns) & m_enemy;
     moves.add(one & ~promo_rank);
     moves.add(two);
     moves.add(left & ~promo_rank);
@@ -334,10 +325,8 @@ template <int colour> int MoveGenerator::count(const ChessPosition &pos) {
         const std::uint64_t fb = b & (0 - b);
         const std::uint64_t push = (colour ? fb << 8 : fb >> 8) & empty;
         const std::uint64_t t =
-            ((colour ? ((fb << 7) & not_h) | ((fb << 9) & not_a)
-                     : ((fb >> 9) & not_h) | ((fb >> 7) & not_a)) &
-             m_enemy) |
-            push | ((colour ? (push & rank3.value()) << 8 : (push & rank6.value()) >> 8) & empty);
+            (pawn_attacks<colour>(fb) & m_enemy) | push |
+            ((colour ? (push & rank3.value()) << 8 : (push & rank6.value()) >> 8) & empty);
         const std::uint64_t legal = t & restricted_targets(fb);
         moves.add(legal & ~promo_rank);
         promotions.add(legal & promo_rank & ~m_enemy_king);

@@ -7,7 +7,6 @@
 
 #include "board/chessposition.h"
 #include "board/static_exchange.h"
-#include "eval/evalbits.h"
 
 namespace {
 
@@ -139,8 +138,8 @@ void MoveOrdering::classify(ChessPosition &pos, int ply, MoveList &list, const M
 }
 
 BitBoard pawn_attacked_squares(const ChessPosition &pos) {
-    return pos.white_to_move() ? evalbits::pawn_attacks<0>(pos.pieces(bpawn).value())
-                               : evalbits::pawn_attacks<1>(pos.pieces(wpawn).value());
+    return pos.white_to_move() ? pawn_attacks<0>(pos.pieces(bpawn).value())
+                               : pawn_attacks<1>(pos.pieces(wpawn).value());
 }
 
 void sort_by_class(MoveList &list) {
