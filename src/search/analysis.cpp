@@ -223,7 +223,7 @@ Egt4Pieces *Analysis::endgame_table() {
     const std::uint64_t build_ms =
         mode != EndgameTables::build_t::on_clock
             ? 0
-            : std::max<std::uint64_t>(m_time.budget().soft / 2, m_time.remaining_time() / 20);
+            : std::max<std::uint64_t>(m_time.target_ms() / 2, m_time.remaining_time() / 20);
     return m_egt.for_root(m_pos, m_tt, mode, build_ms, m_clock);
 }
 

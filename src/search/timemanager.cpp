@@ -103,7 +103,7 @@ int TimeManager::remaining_time() const {
 
 std::uint64_t TimeManager::hard_limit_ms() const {
     if (m_infinite || m_pondering) return time_not_given;
-    return budget().hard;
+    return m_plan.hard;
 }
 
 bool TimeManager::clock_running() const { return (m_white_to_move ? m_wtime : m_btime) != time_not_given; }

@@ -78,11 +78,11 @@ class TimeManager {
     int percentage() const;
     // Elapsed milliseconds of the running search.
     std::uint64_t elapsed_ms() const;
-    // The plan from the limits set so far; start() fixes it for the search.
+    // The plan from the limits set so far; start() fixes it for the search, and the search reads that.
     TimeBudget budget() const;
-    // The hard time, or "not given" while pondering or infinite.
+    // The plan start() fixed: the hard time ("not given" while pondering or infinite) and the planned time.
     std::uint64_t hard_limit_ms() const;
-    std::uint64_t target_ms() const { return budget().soft; }
+    std::uint64_t target_ms() const { return m_plan.soft; }
     // The protocol's cost of one move, measured from a search's end to the GUI reading "bestmove" (one
     // 5 ms polling pass and the write), with room for a loaded machine.
     static constexpr std::uint64_t move_overhead_ms = 10;

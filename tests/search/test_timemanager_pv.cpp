@@ -74,9 +74,9 @@ TEST(TimeManager, ClockRulesAndItsOrigin) {
     t.set_white_to_move(false);
     t.set_btime(60000);
     t.set_movestogo(40);
+    t.start();
     EXPECT_EQ(t.target_ms(), 2142u); // black's clock is the one read
     EXPECT_EQ(t.hard_limit_ms(), 3570u);
-    t.start();
     EXPECT_FALSE(t.time_to_move());
     t.set_pondering(true); // no clock while pondering
     EXPECT_EQ(t.hard_limit_ms(), time_not_given);
@@ -100,6 +100,7 @@ TEST(TimeManager, PlansFromTheMoversClockAndThisGoOnly) {
         (white ? t.set_btime(1500) : t.set_wtime(1500));
         (white ? t.set_binc(0) : t.set_winc(0));
         const TimeBudget own = plan_time(60000, 1000, 0, time_not_given);
+        t.start();
         EXPECT_EQ(t.target_ms(), own.soft) << white;
         EXPECT_EQ(t.hard_limit_ms(), own.hard) << white;
     }
@@ -107,9 +108,11 @@ TEST(TimeManager, PlansFromTheMoversClockAndThisGoOnly) {
     TimeManager t;
     t.set_wtime(60000);
     t.set_movestogo(1);
+    t.start();
     const std::uint64_t one_to_go = t.target_ms();
     t.reset();
     t.set_wtime(60000);
+    t.start();
     EXPECT_EQ(t.target_ms(), plan_time(60000, 0, 0, time_not_given).soft);
     EXPECT_LT(t.target_ms(), one_to_go);
     // Pondering on a clock never stops itself, however long it runs; after ponderhit the clock rules.
