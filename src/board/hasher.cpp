@@ -133,22 +133,6 @@ void Rep3filter::init(std::uint64_t key) {
     m_keys.push_back(key);
 }
 
-void Rep3filter::add(const Move &m, std::uint64_t key) {
-    if (m.piece().pawn() || m.capture_id() != 0) m_keys.push_back(0);
-    m_keys.push_back(key);
-}
-
-void Rep3filter::add_after_null_move(std::uint64_t key) {
-    m_keys.push_back(0);
-    m_keys.push_back(key);
-}
-
-void Rep3filter::remove() {
-    if (m_keys.empty()) return;
-    m_keys.pop_back();
-    if (!m_keys.empty() && m_keys.back() == 0) m_keys.pop_back();
-}
-
 bool Rep3filter::repetition() const {
     const int n = static_cast<int>(m_keys.size());
     for (int i = n - 2; i >= 0; --i) {

@@ -42,10 +42,21 @@ class Rep3filter {
   public:
     Rep3filter() = default;
     void init(std::uint64_t key);
-    void add(const Move &m, std::uint64_t key);
+    // Inline: the position calls these on every move it makes and takes back.
+    void add(const Move &m, std::uint64_t key) {
+        if (m.piece().pawn() || m.capture_id() != 0) m_keys.push_back(0);
+        m_keys.push_back(key);
+    }
     // The search's pass: no repetition reaches back across it, so it stands behind a barrier too.
-    void add_after_null_move(std::uint64_t key);
-    void remove();
+    void add_after_null_move(std::uint64_t key) {
+        m_keys.push_back(0);
+        m_keys.push_back(key);
+    }
+    void remove() {
+        if (m_keys.empty()) return;
+        m_keys.pop_back();
+        if (!m_keys.empty() && m_keys.back() == 0) m_keys.pop_back();
+    }
     // The key of the current position, and its replacement when a set-up detail changes it.
     std::uint64_t last() const { return m_keys.back(); }
     void replace_last(std::uint64_t key) { m_keys.back() = key; }
