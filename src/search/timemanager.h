@@ -67,6 +67,10 @@ class TimeManager {
     // The rules that end a search. Whether the hard limit of the plan made at start() has passed: one
     // clock read, no division, as it runs every 1,024 nodes.
     bool time_to_move() const;
+    // Whether a search in this iteration must stop now. The first iteration always completes (a fraction
+    // of a millisecond): a move of depth 1 is worth more than the first move generated, however late the
+    // search started.
+    bool must_stop(int iteration) const { return iteration > 1 && time_to_move(); }
     // Whether a search should not begin its next iteration: only a game clock plans, so a move time, a
     // ponder or infinite search, or no clock at all runs on.
     bool soft_limit_reached(bool resolved, int stable) const;

@@ -61,11 +61,7 @@ void Analysis::unmake_move() {
     m_pos.unmake_move();
 }
 
-bool Analysis::out_of_time() {
-    // The first iteration always completes (a fraction of a millisecond): a move of depth 1 is worth
-    // more than the first move generated, however late the search started.
-    return m_iteration.load(std::memory_order_relaxed) > 1 && m_time.time_to_move();
-}
+bool Analysis::out_of_time() { return m_time.must_stop(m_iteration.load(std::memory_order_relaxed)); }
 
 void Analysis::new_node() {
     const std::uint64_t n = m_nodes.load(std::memory_order_relaxed);
