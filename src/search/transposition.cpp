@@ -236,13 +236,12 @@ int TranspositionTable::hashfull(unsigned char date) const {
 unsigned char *TranspositionTable::lend(std::size_t bytes) {
     if (this->bytes() <= bytes) return nullptr;
     set_threshold(static_cast<int>(bytes));
-    m_lent = bytes;
     return get_uchar_adress();
 }
 
 void TranspositionTable::take_back() {
     if (get_threshold() == 0) return;
-    // Table bytes left behind would read as stray records.
-    std::memset(get_uchar_adress(), 0, m_lent);
+    // Table bytes left behind would read as stray records. The threshold counts the lent bytes in 64s.
+    std::memset(get_uchar_adress(), 0, static_cast<std::size_t>(get_threshold()) << 6);
     set_threshold(0);
 }

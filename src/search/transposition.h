@@ -188,7 +188,6 @@ class TranspositionTable : public MemoryLender {
     Bucket *m_buckets;
     std::uint64_t m_count;
     std::atomic<std::uint64_t> m_threshold;
-    std::size_t m_lent = 0; // the bytes lent, cleared when they come back
     bool m_enabled;
     void *m_block; // what allocate() obtained, for freeing
     // True while every bucket is known to be zero (fresh memory, or cleared and not written since), so
