@@ -18,7 +18,8 @@ void pause_5ms() {
 }
 
 void answer_uci() {
-    std::cout << "id name Dravnik 0.40.1\nid author Harvenlo" << std::endl;
+    std::cout << "id name Dravnik 0.40.1" << std::endl;
+    std::cout << "id author Harvenlo" << std::endl;
     Engine::announce_options(std::cout);
     std::cout << "uciok" << std::endl;
 }
