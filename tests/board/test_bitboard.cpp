@@ -1,5 +1,7 @@
 // Value types: square parsing, mirrors, bit scans and move packing.
+#include <initializer_list>
 #include <stdexcept>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -28,6 +30,24 @@ TEST(BitBoard, ScansAndMirrors) {
     b = rank1;
     b.flip();
     EXPECT_EQ(b, rank8);
+}
+
+TEST(BitBoard, PawnStepsStopAtTheEdgeOfTheBoard) {
+    auto squares = [](std::initializer_list<const char *> names) {
+        std::uint64_t b = 0;
+        for (const char *n : names)
+            b |= Square(std::string(n)).bitboard().value();
+        return b;
+    };
+    // Pawns on the a- and h-files attack one square each, never one on the far side of the board.
+    EXPECT_EQ(pawn_attacks<1>(squares({"a2", "h2"})), squares({"b3", "g3"}));
+    EXPECT_EQ(pawn_attacks<0>(squares({"a7", "h7"})), squares({"b6", "g6"}));
+    EXPECT_EQ(pawn_captures_west<1>(squares({"a2"})) | pawn_captures_east<0>(squares({"h7"})), 0u);
+    EXPECT_EQ(pawn_attacks<1>(squares({"d8"})), 0u);
+    // A white pawn attacks b3 from a2 and c2; a black one attacks g6 from f7 and h7.
+    EXPECT_EQ(pawn_attack_origins<1>(squares({"b3"})), squares({"a2", "c2"}));
+    EXPECT_EQ(pawn_attack_origins<0>(squares({"g6"})), squares({"f7", "h7"}));
+    EXPECT_EQ(west_east(a_file.value() | h_file.value()), (b_file | g_file).value());
 }
 
 TEST(Move, ComparisonTextAndFlags) {
