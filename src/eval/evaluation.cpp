@@ -65,6 +65,12 @@ Evaluation::Evaluation(const ChessPosition &pos, const BoardTables &tables)
     init();
 }
 
+void Evaluation::find_scaled_variables() {
+    m_scaled_count = 0;
+    for (int v : free_variables)
+        if (measures().scale[v] != 1.0f) m_scaled[m_scaled_count++] = v;
+}
+
 void Evaluation::set_log(bool on) {
     m_logging = on;
     if (m_log.is_open()) m_log.close();
@@ -326,8 +332,8 @@ float Evaluation::compute() {
     m_variables[v_stm] = m_position.white_to_move() ? 1.0f : -1.0f;
     // Our measuring rules count raw units; each variable's scale brings it to the weights' scale.
     const float *scale = measures().scale;
-    for (int v : free_variables)
-        m_variables[v] *= scale[v];
+    for (int i = 0; i < m_scaled_count; ++i)
+        m_variables[m_scaled[i]] *= scale[m_scaled[i]];
 
     const float *var = m_variables.data();
     const float *mg = m_weight.mg().data();
