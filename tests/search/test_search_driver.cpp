@@ -87,6 +87,10 @@ TEST(SearchDriver, EndgameTablesAreBuiltOnlyWithoutADepthLimit) {
     win.a->set_depth(3);
     give_clock(*win.a, time_not_given);
     EXPECT_EQ(win.run(), -(30000 - 18));
+    // Inside the tree the lost side's distance counts from the root: one ply down, one ply nearer mate.
+    win.a->init(win.pos);
+    win.play("b1h1");
+    EXPECT_EQ(win.a->nullwindow_search(1, -29990, -29989), -(30000 - 19));
     // Other material hands the memory back.
     ChessPosition other(tables());
     other.fen("8/8/8/4k3/8/8/4P3/K7 w - - 0 1");
