@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include "search/pruning.h"
 #include "search/search_constants.h"
@@ -54,6 +55,7 @@ void Analysis::init(const ChessPosition &position) {
     m_status = status_t::idle;
     m_ply = 0;
     m_mate_attacks = 0;
+    std::fill(std::begin(m_static), std::end(m_static), no_static);
     m_eval.init();
 }
 

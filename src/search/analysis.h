@@ -155,6 +155,7 @@ class Analysis {
     bool enter_node(int &alpha, int &beta, int &result);
     bool out_of_time();
     void put_in_tt(bound_t bound, int draft, int score, const Move &move);
+    void put_in_quiescence_tt(bool hit, int tt_draft, bound_t bound, int score);
     Move probe_move(int &score, int &draft, bound_t &bound, bool &hit);
     // Marks the moves after which a pass by the opponent would be mated (class mate_attack).
     void mark_mate_threats(MoveList &list, int depth);
@@ -163,6 +164,11 @@ class Analysis {
     // The root's legal moves (restricted by "searchmoves"), as generated once at the start of the search.
     void root_moves(MoveList &list) const;
     int leaf(int alpha, int beta);
+    // The side to move's static score is above the one it had two plies before (false in check).
+    bool improving() const {
+        return m_ply >= 2 && m_static[m_ply] != no_static &&
+               (m_static[m_ply - 2] == no_static || m_static[m_ply] > m_static[m_ply - 2]);
+    }
 
     Tables &m_tables;
     TranspositionTable &m_tt;
@@ -214,6 +220,10 @@ class Analysis {
     int m_root_count = 0;
     Move m_moves[max_ply][MoveList::capacity];
     MoveGenerator::MoveTable m_tables_by_ply[max_ply];
+    // Each ply's static score on the current path; no_static in check or where a ply has no node (a move
+    // the mate-threat probe made).
+    static constexpr int no_static = -32001;
+    int m_static[max_ply];
 };
 
 #endif

@@ -109,6 +109,7 @@ class MoveOrdering {
         m_counter.clear();
     }
     void clear_killers() { m_killer.clear(); }
+    std::int64_t history(const Move &m) const { return m_history.value(m); }
     // A new search keeps an eighth of what the last one learnt, and no killers (their plies have moved).
     void new_search() {
         m_history.divide_by_8();

@@ -4,12 +4,16 @@
 #ifndef DRAVNIK_SEARCH_PRUNING_H
 #define DRAVNIK_SEARCH_PRUNING_H
 
+#include <cstdint>
+
 #include "board/move.h"
 
-// Move-count pruning: far enough from the root, the late quiet moves of a node near the leaves are
-// not searched. The index counts the node's ordered moves from 0.
-constexpr bool late_move_pruned(int ply, int depth, int index) {
-    return ply >= 5 && ((depth <= 2 && index >= 7) || ((depth == 3 || depth == 4) && index >= 11));
+// Move-count pruning: below the first plies, the late quiet moves of a node near the leaves are not
+// searched; fewer of them when the side's static score is not improving on its last one. The index counts
+// the node's ordered moves from 0.
+constexpr bool late_move_pruned(int ply, int depth, int index, bool improving) {
+    if (ply < 2 || depth > 4) return false;
+    return depth <= 2 ? index >= (improving ? 7 : 5) : index >= (improving ? 11 : 8);
 }
 
 // Futility pruning: with this little depth left, a quiet move does not lift a static score so far
@@ -19,11 +23,20 @@ constexpr bool futile(int depth, int static_score, int alpha) {
            (depth == 3 && static_score < alpha - 899);
 }
 
+// Static-exchange pruning: this near the leaves, a move that gives no check and loses material by
+// exchange (more than a pawn a ply of depth for a capture, any loss for a quiet move of depth 1 or 2) does
+// not come back above alpha. The static exchange is only asked of moves the ordering already classed as
+// losing.
+constexpr bool exchange_pruned(int depth, bool quiet, int exchange) {
+    return quiet ? depth <= 2 && exchange < 0 : depth <= 3 && exchange < -100 * depth;
+}
+constexpr int exchange_pruning_depth = 3;
+
 // Reverse futility pruning: with this little depth left, a static score this far above beta (90 cp a
-// ply) is not brought back below it by the side to move's opponent. The caller leaves out nodes in check,
-// on a mate threat, and with a mate score at stake.
-constexpr bool reverse_futile(int depth, int static_score, int beta) {
-    return depth <= 6 && static_score - 90 * depth >= beta;
+// ply, a ply less when the score is improving) is not brought back below it by the side to move's
+// opponent. The caller leaves out nodes in check, on a mate threat, and with a mate score at stake.
+constexpr bool reverse_futile(int depth, int static_score, int beta, bool improving) {
+    return depth <= 6 && static_score - 90 * (depth - (improving ? 1 : 0)) >= beta;
 }
 
 // Late-move reductions spare a move that is extended, a good capture, a killer, a check and every move out
@@ -31,6 +44,23 @@ constexpr bool reverse_futile(int depth, int static_score, int beta) {
 inline bool may_reduce(int extension, bool in_check, const Move &m) {
     return !(extension != 0 || in_check || m.xcode() == good_capture || m.xcode() == killer || m.check());
 }
+
+// The reduction of a null-window node's move, from the table's by depth and index: a ply less for a move
+// the learning tables rank high (a counter move, follow-up or one of the three best by history), a ply more
+// for a quiet move whose history is negative (it failed more often than it cut) or when the side's static
+// score is not improving.
+inline int adjusted_reduction(int table_value, const Move &m, std::int64_t history, bool improving) {
+    int r = table_value;
+    const xmove_t x = m.xcode();
+    if (x == counter_move || x == historical_move1 || x == historical_move2 || x == historical_move3) --r;
+    if (m.capture_id() == 0 && history < 0) ++r;
+    if (!improving) ++r;
+    return r < 0 ? 0 : r;
+}
+
+// Internal iterative reduction: a node this deep that the table knows no move for is searched a ply
+// shallower; its ordering is poor, and the next visit finds the table's move.
+constexpr int iir_depth = 5;
 
 // The null move's reduction: depth / 5 + 3 plies besides the move itself, so deep nodes save more.
 constexpr int null_move_reduction(int depth) { return depth / 5 + 3; }

@@ -156,8 +156,9 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
     const bool in_check = m_pos.check();
+    m_static[m_ply] = in_check ? no_static : m_eval.static_eval();
     if (!in_check && m_ply > 0) {
-        const int s = m_eval.static_eval();
+        const int s = m_static[m_ply];
         if (s < -(mate_bound + 1) || s > mate_bound + 1) return s;
     }
     // 5. The table's move only: a PV node takes no cut from the table, so its line stays whole.
@@ -245,6 +246,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         s = m_eval.static_eval();
         if (s < -(mate_bound + 1) || s > mate_bound + 1) return s;
     }
+    m_static[m_ply] = in_check ? no_static : s;
+    const bool rising = improving();
     // 5. The table's bound, before any pruning search is spent on this node.
     int tt_score = 0, tt_draft = 0;
     bound_t tt_bound = upperbound;
@@ -257,7 +260,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     }
     // 6. Reverse futility: a static score far above beta with little depth left.
     if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
-        reverse_futile(depth, s, beta))
+        reverse_futile(depth, s, beta, rising))
         return beta;
     // 7. Null move: passing still holds beta, so a move will too. Failing, a second pass against a
     //    lowered window finds out whether the opponent threatens something; a threat deepens the node.
@@ -286,6 +289,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     Move hashmove;
     for (const Move &m : list)
         if (m == probed) hashmove = m;
+    if (!hashmove.word() && depth >= iir_depth) --depth;
     // 10. The table's move, searched before the others are ordered: a cut here saves the sort.
     if (hashmove.word()) {
         const int e = extend(list, hashmove);
@@ -314,11 +318,17 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         // The hash move, searched before the loop, takes no place in the count that pruning reads.
         const int index = hash_passed ? i - 1 : i;
         if (!in_check && is_quiet(m) && !m.check()) {
-            if (late_move_pruned(m_ply, depth, index)) continue;
+            if (late_move_pruned(m_ply, depth, index, rising)) continue;
             if (futile(depth, s, alpha)) continue;
         }
+        if (!in_check && !m.check() && depth <= exchange_pruning_depth && m_ply >= 2 &&
+            (m.xcode() == losing_capture || m.xcode() == bad_move) &&
+            exchange_pruned(depth, m.capture_id() == 0, see(m)))
+            continue;
         const int e = extend(list, m);
-        const int r = may_reduce(e, in_check, m) ? m_lmr.value(depth, index) : 0;
+        const int r = may_reduce(e, in_check, m)
+                          ? adjusted_reduction(m_lmr.value(depth, index), m, m_order.history(m), rising)
+                          : 0;
         make_move(m);
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);
         // The unreduced search again leaves the extension out: a cut confirmed without it stands.
@@ -358,6 +368,7 @@ int Analysis::nullmove_search(int depth, int alpha, int beta) {
 
 int Analysis::quiescence(int alpha, int beta, int qdepth) {
     // 1. Count the node (the leaf that called at depth 0 counted it already).
+    m_tt.prefetch(m_pos.key()); // probed after the stand-pat score
     if (qdepth < 0) new_node();
     if (m_ply > m_seldepth.load(std::memory_order_relaxed))
         m_seldepth.store(m_ply, std::memory_order_relaxed);
@@ -378,7 +389,20 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     if (s > alpha) alpha = s;
     if (stop_requested() || m_ply >= max_ply - 2) return alpha;
 
-    // 3. Every move in check, else the captures (and promotions) alone.
+    // 3. The table: a bound from an earlier visit, at any draft, often ends the node before a move is
+    //    made. Mate scores are left out: this search shortens them differently from the table.
+    int tt_score = 0, tt_draft = 0;
+    bound_t tt_bound = upperbound;
+    bool hit = false;
+    probe_move(tt_score, tt_draft, tt_bound, hit);
+    if (hit && tt_score > -mate_bound && tt_score < mate_bound) {
+        if (tt_bound != upperbound && tt_score >= beta) return beta;
+        if (tt_bound != lowerbound && tt_score <= alpha) return alpha;
+        if (tt_bound == exact_value) return tt_score;
+    }
+    const int alpha0 = alpha;
+
+    // 4. Every move in check, else the captures (and promotions) alone.
     MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
     m_gen.create_movetable(m_pos, table);
     MoveList list(m_moves[m_ply]);
@@ -389,7 +413,7 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         m_gen.serialize_captures(m_pos, table, list);
         if (list.size() == 0) return alpha;
     }
-    // 4. Captures that lose material are not searched; deep in the capture search, even exchanges neither.
+    // 5. Captures that lose material are not searched; deep in the capture search, even exchanges neither.
     //    A child's mate score is moved one ply further from the root.
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
@@ -402,10 +426,22 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         else if (child > mate_bound)
             v = m_ply - child;
         unmake_move();
-        if (v >= beta) return beta;
+        if (stop_requested()) return alpha;
+        if (v >= beta) {
+            put_in_quiescence_tt(hit, tt_draft, lowerbound, beta);
+            return beta;
+        }
         if (v > alpha) alpha = v;
     }
+    put_in_quiescence_tt(hit, tt_draft, alpha > alpha0 ? exact_value : upperbound, alpha);
     return alpha;
+}
+
+// A capture search's result goes in the table at draft 0 unless the key holds a deeper search already; mate
+// scores stay out (see the probe).
+void Analysis::put_in_quiescence_tt(bool hit, int tt_draft, bound_t bound, int score) {
+    if ((hit && tt_draft > 0) || score <= -mate_bound || score >= mate_bound) return;
+    put_in_tt(bound, 0, score, Move());
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -422,6 +458,7 @@ void Analysis::mark_mate_threats(MoveList &list, int depth) {
     for (Move &m : list) {
         if (m.xcode() == hashtable_move || m.check()) continue;
         make_move(m);
+        m_static[m_ply] = no_static; // no node here: the opponent's pass below must not read a stale score
         // A pass by the opponent, searched against a window just below being mated.
         const int v = nullmove_search(depth, -(mate_bound + 1), -mate_bound);
         unmake_move();

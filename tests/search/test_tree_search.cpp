@@ -115,17 +115,35 @@ TEST(Extensions, RecapturesOnAPassedPawnsSquareAndPassedPawnsInTheEnding) {
 }
 
 TEST(Pruning, GatesAtTheirDepthsAndIndices) {
-    // Move-count pruning from ply 5: indices from 7 at depth 1 and 2, from 11 at depth 3 and 4.
-    EXPECT_FALSE(late_move_pruned(4, 1, 50));
-    for (int depth : {1, 2}) {
-        EXPECT_FALSE(late_move_pruned(5, depth, 6));
-        EXPECT_TRUE(late_move_pruned(5, depth, 7));
+    // Move-count pruning from ply 2: indices from 7 at depth 1 and 2, from 11 at depth 3 and 4, or from 5
+    // and 8 when the static score is not improving.
+    EXPECT_FALSE(late_move_pruned(1, 1, 50, false));
+    for (bool improving : {true, false}) {
+        const int near = improving ? 7 : 5, far = improving ? 11 : 8;
+        for (int depth : {1, 2}) {
+            EXPECT_FALSE(late_move_pruned(2, depth, near - 1, improving));
+            EXPECT_TRUE(late_move_pruned(2, depth, near, improving));
+        }
+        for (int depth : {3, 4}) {
+            EXPECT_FALSE(late_move_pruned(2, depth, far - 1, improving));
+            EXPECT_TRUE(late_move_pruned(2, depth, far, improving));
+        }
+        EXPECT_FALSE(late_move_pruned(5, 5, 200, improving));
     }
-    for (int depth : {3, 4}) {
-        EXPECT_FALSE(late_move_pruned(5, depth, 10));
-        EXPECT_TRUE(late_move_pruned(5, depth, 11));
-    }
-    EXPECT_FALSE(late_move_pruned(5, 5, 200));
+    // Reverse futility: 90 cp a ply above beta, a ply less when improving; not beyond depth 6.
+    EXPECT_TRUE(reverse_futile(3, 270, 0, false));
+    EXPECT_FALSE(reverse_futile(3, 269, 0, false));
+    EXPECT_TRUE(reverse_futile(3, 180, 0, true));
+    EXPECT_FALSE(reverse_futile(3, 179, 0, true));
+    EXPECT_FALSE(reverse_futile(7, 30000, 0, true));
+    // Static-exchange pruning: a capture losing more than a pawn a ply up to depth 3, a quiet move losing
+    // anything up to depth 2.
+    EXPECT_TRUE(exchange_pruned(3, false, -301));
+    EXPECT_FALSE(exchange_pruned(3, false, -300));
+    EXPECT_FALSE(exchange_pruned(4, false, -900));
+    EXPECT_TRUE(exchange_pruned(2, true, -1));
+    EXPECT_FALSE(exchange_pruned(2, true, 0));
+    EXPECT_FALSE(exchange_pruned(3, true, -900));
     // Futility: margins 99, 499 and 899 at depths 1, 2 and 3; none beyond.
     const int margins[] = {99, 499, 899};
     for (int depth = 1; depth <= 3; ++depth) {
@@ -140,4 +158,95 @@ TEST(Pruning, GatesAtTheirDepthsAndIndices) {
     const int alpha = pawns.a->static_eval() + 100;
     EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha);
     EXPECT_EQ(pawns.a->get_node_count(), 1u);
+}
+
+TEST(Pruning, LosingCapturesNearTheLeavesAreNotSearched) {
+    // Two plies in, the rook can take a6 and nothing gives check; alpha far above the static score makes
+    // every quiet move futile at depth 1, so the count says whether the capture was searched. Defended by
+    // b7 the capture loses four pawns and is pruned; undefended it wins one and is searched (one node).
+    for (bool defended : {true, false}) {
+        Search s(defended ? "7k/1p5p/p7/8/8/8/7K/R7 w - - 0 1" : "7k/7p/p7/8/8/8/7K/R7 w - - 0 1");
+        tables().tt().clear();
+        s.play("h2g2");
+        s.play("h8g8");
+        const int alpha = s.a->static_eval() + 400;
+        EXPECT_EQ(s.a->nullwindow_search(1, alpha, alpha + 1), alpha);
+        EXPECT_EQ(s.a->get_node_count(), defended ? 1u : 2u) << defended;
+    }
+}
+
+namespace {
+// The table's record for the search's current position (false when there is none).
+bool table_entry(Search &s, TTrecord &r) {
+    r = TTrecord();
+    r.set_key(s.a->position().key());
+    return tables().tt().read(r);
+}
+
+void store_bound(Search &s, bound_t bound, int draft, int score) {
+    TTrecord r;
+    r.set_key(s.a->position().key());
+    r.set_bound(bound);
+    r.set_draft(draft);
+    r.set_score(score, 0);
+    r.set_date(s.a->get_date());
+    tables().tt().write(r);
+}
+} // namespace
+
+TEST(Quiescence, ReadsTheTableAtAnyDraftAndLeavesDeeperEntriesAndMatesAlone) {
+    // White wins a pawn with exd5 (the only capture); the capture search finds it and stores an exact
+    // score at draft 0.
+    const char *fen = "r3k2r/p6p/8/3p4/4P3/8/P6P/R3K2R w - - 0 1";
+    {
+        Search s(fen);
+        tables().tt().clear();
+        const int stand = s.a->static_eval();
+        const int v = s.a->quiescence(-1000, 1000, 0);
+        EXPECT_GT(v, stand + 50);
+        TTrecord r;
+        ASSERT_TRUE(table_entry(s, r));
+        EXPECT_EQ(r.get_draft(), 0);
+        EXPECT_EQ(r.get_bound(), exact_value);
+        EXPECT_EQ(r.get_score(0), v);
+        // Read back, it ends the next visit before any capture is made.
+        EXPECT_EQ(s.a->quiescence(-1000, 1000, 0), v);
+        EXPECT_EQ(s.a->get_node_count(), 1u); // the child of the first visit only
+    }
+    // A bound decides only on its side of the window: a lower bound above beta cuts, one below does not.
+    {
+        Search s(fen);
+        tables().tt().clear();
+        const int stand = s.a->static_eval();
+        store_bound(s, lowerbound, 0, stand + 20);
+        EXPECT_EQ(s.a->quiescence(stand + 5, stand + 10, 0), stand + 10);
+        EXPECT_EQ(s.a->get_node_count(), 0u);
+        EXPECT_GT(s.a->quiescence(stand + 30, stand + 1000, 0), stand + 30);
+        EXPECT_GT(s.a->get_node_count(), 0u);
+    }
+    // An upper bound at or below alpha ends the node at alpha (here the stand-pat score); a mate score in
+    // the table is not read, and the capture is searched.
+    for (int stored : {-5000, -29990}) {
+        Search s(fen);
+        tables().tt().clear();
+        store_bound(s, upperbound, 3, stored);
+        const int stand = s.a->static_eval();
+        const int v = s.a->quiescence(-1000, 1000, 0);
+        if (stored == -5000)
+            EXPECT_EQ(v, stand);
+        else
+            EXPECT_GT(v, stand + 50);
+        EXPECT_EQ(s.a->get_node_count(), stored == -5000 ? 0u : 1u);
+    }
+    // A deeper search's entry stays as it was.
+    {
+        Search s(fen);
+        tables().tt().clear();
+        store_bound(s, lowerbound, 4, 7);
+        s.a->quiescence(-1000, 1000, 0);
+        TTrecord r;
+        ASSERT_TRUE(table_entry(s, r));
+        EXPECT_EQ(r.get_draft(), 4);
+        EXPECT_EQ(r.get_score(0), 7);
+    }
 }
