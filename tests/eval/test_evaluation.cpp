@@ -6,6 +6,7 @@
 
 #include "eval/evaluation.h"
 #include "eval/material.h"
+#include "eval/measures.h"
 #include "eval_test_util.h"
 
 using evaltest::linear;
@@ -128,10 +129,18 @@ TEST(Evaluation, TermsFavourTheRightSide) {
         {"4k3/3b4/8/8/Q7/8/8/4K3 w - - 0 1", v_pinned_pieces},
         {"6k1/5p1p/6pB/8/8/8/5PPP/6K1 w - - 0 1", v_bishop_battlefield_attack},
     };
+    // A fit may switch a rule off (a constant of 0); the direction is checked with the constants on.
+    const Measures fitted = measures();
+    Measures &m = tunable_measures();
+    m.castling_right = 100;
+    m.half_open_file = -50;
+    m.open_file = -100;
+    m.storm_rank[0] = m.storm_rank[1] = m.storm_rank[2] = m.storm_rank[3] = 2;
     for (const Case &c : better_for_white) {
         Evaluated e(c.fen);
         EXPECT_GT(e.var(c.var), 0.0f) << e.eval.weights().names()[c.var] << " in " << c.fen;
     }
+    tunable_measures() = fitted;
     // Black's passed pawn counts against white.
     EXPECT_LT(Evaluated("3k4/8/8/8/8/3p4/8/3K4 w - - 0 1").var(v_passed_pawns), 0.0f);
 }
