@@ -260,14 +260,19 @@ bool Analysis::root_from_table(const Egt4Pieces &table, int depth) {
 
 int Analysis::root_search(int depth, int alpha, int beta) {
     m_root_resolved = false;
-    if (Egt4Pieces *table = endgame_table())
-        if (root_from_table(*table, depth)) {
-            m_root_resolved = true;
-            m_exact_pv = m_root_pv;
-            return m_root_pv.score();
-        }
+    Egt4Pieces *const table = endgame_table();
+    auto answer_from_table = [this, table, depth] {
+        if (!table || !root_from_table(*table, depth)) return false;
+        m_root_resolved = true;
+        m_exact_pv = m_root_pv;
+        return true;
+    };
+    if (answer_from_table()) return m_root_pv.score();
     PrincipalVariation line;
     const int score = pv_search(depth, alpha, beta, line);
+    // A table completed during this iteration (built in slices between nodes) gives the root's whole line,
+    // where the tree's line ends at its first probe.
+    if (answer_from_table()) return m_root_pv.score();
     if (score <= alpha || score >= beta || !m_root_resolved) {
         // Only a bound (a fail low or high, or a stop before any root move was resolved, which returns the
         // window's edge as the mate-distance rule left it): the line of the last exact score stands and is
