@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [307175, 186758, 241750]
-TOTAL_NODES = 735683
+POSITION_NODES = [249892, 187035, 54646]
+TOTAL_NODES = 491573
 
 
 def test_bench_node_counts(binary):
