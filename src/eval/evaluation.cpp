@@ -65,12 +65,6 @@ Evaluation::Evaluation(const ChessPosition &pos, const BoardTables &tables)
     init();
 }
 
-void Evaluation::find_scaled_variables() {
-    m_scaled_count = 0;
-    for (int v : free_variables)
-        if (measures().scale[v] != 1.0f) m_scaled[m_scaled_count++] = v;
-}
-
 void Evaluation::set_log(bool on) {
     m_logging = on;
     if (m_log.is_open()) m_log.close();
@@ -330,10 +324,13 @@ float Evaluation::compute() {
     compute_pinned_pieces();
     compute_opposite_colored_bishops();
     m_variables[v_stm] = m_position.white_to_move() ? 1.0f : -1.0f;
-    // Our measuring rules count raw units; each variable's scale brings it to the weights' scale.
+    // Our measuring rules count raw units; each variable's scale brings it to the weights' scale. Every
+    // variable is multiplied, in one loop the compiler vectorises: the fixed ones have a scale of 1, which
+    // changes no bit, and a fitted table scales most of the free ones.
     const float *scale = measures().scale;
-    for (int i = 0; i < m_scaled_count; ++i)
-        m_variables[m_scaled[i]] *= scale[m_scaled[i]];
+    float *scaled = m_variables.data();
+    for (int i = 0; i < Weight::size; ++i)
+        scaled[i] *= scale[i];
 
     const float *var = m_variables.data();
     const float *mg = m_weight.mg().data();

@@ -26,11 +26,7 @@ class Evaluation {
     Evaluation(const Evaluation &) = delete;
     Evaluation &operator=(const Evaluation &) = delete;
 
-    // Also reads which free variables the measures scale: a tuner that changes the measures calls init().
-    void init() {
-        m_pst.init(m_position);
-        find_scaled_variables();
-    }
+    void init() { m_pst.init(m_position); }
     void clear() {} // the caches hold pure functions of their keys and survive between games
     // The score for the side to move. A search evaluates many positions again (after a reduced or
     // null-window probe, at transpositions), so recent scores are kept by position key.
@@ -117,10 +113,6 @@ class Evaluation {
     Distance m_distance;
     Weight m_weight;
     std::vector<float> m_variables;
-    // The free variables whose scale is not 1: only they are multiplied (a scale of 1 changes no bit).
-    void find_scaled_variables();
-    int m_scaled[free_variable_count];
-    int m_scaled_count = 0;
     bool m_logging;
     std::ofstream m_log;
     std::uint64_t m_evaluations;
