@@ -62,6 +62,27 @@ TEST(SearchDriver, TheSearchDateNeverLooksLikeAClearedRecord) {
     }
 }
 
+TEST(SearchDriver, OnlyALongFixedMoveTimeBuildsTables) {
+    // 300 ms could not finish a build, so it spends none of its time on one (no memory lent); five seconds
+    // build in slices as an analysis does, and end on the exact mate.
+    Search s(queen_rook, 101);
+    for (std::uint64_t movetime : {300, 5000}) {
+        s.a->init(s.pos);
+        TimeManager &t = s.a->time_manager();
+        t.reset();
+        t.set_white_to_move(true);
+        t.set_movetime(movetime);
+        const int score = s.run();
+        if (movetime == 300) {
+            EXPECT_EQ(tables().tt().get_threshold(), 0u);
+            EXPECT_LT(score, 29000);
+        } else {
+            EXPECT_EQ(score, 30000 - 19);
+        }
+    }
+    s.a->release_endgame_tables();
+}
+
 TEST(SearchDriver, EndgameTablesAreBuiltOnlyWithoutADepthLimit) {
     // "go depth 3", with a clock or without, never waits for a build: a plain search.
     Search win(queen_rook, 3);
