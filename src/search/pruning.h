@@ -27,10 +27,12 @@ constexpr bool futile(int depth, int static_score, int alpha) {
 // exchange (more than a pawn a ply of depth for a capture, any loss for a quiet move of depth 1 or 2) does
 // not come back above alpha. The static exchange is only asked of moves the ordering already classed as
 // losing.
-constexpr bool exchange_pruned(int depth, bool quiet, int exchange) {
-    return quiet ? depth <= 2 && exchange < 0 : depth <= 3 && exchange < -100 * depth;
-}
+// The caller asks for the static exchange only this near the leaves.
 constexpr int exchange_pruning_depth = 3;
+constexpr bool exchange_pruned(int depth, bool quiet, int exchange) {
+    return quiet ? depth <= exchange_pruning_depth - 1 && exchange < 0
+                 : depth <= exchange_pruning_depth && exchange < -100 * depth;
+}
 
 // Reverse futility pruning: with this little depth left, a static score this far above beta (90 cp a
 // ply, a ply less when the score is improving) is not brought back below it by the side to move's
