@@ -45,9 +45,10 @@ TC ?= 10+0.1
 GAMES ?= 100
 CHESS960 ?= 0
 THREADS ?= 1
+OLD_THREADS ?=
 match: release
 	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) --games $(GAMES) --chess960 $(CHESS960) \
-	  --threads $(THREADS) $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
+	  --threads $(THREADS) $(if $(OLD_THREADS),--old-threads $(OLD_THREADS)) $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
 	  $(if $(ELO1),--elo1 $(ELO1))
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at

@@ -3,7 +3,7 @@
 clock: games, losses on time, illegal moves, crashes and stalls, the score, and the time spent per move.
 
   tools/match.py --new build/release/dravnik [--old other/dravnik | --old-rev GIT_REV] [--tc 10+0.1]
-                 [--games 100] [--chess960 0|1|half] [--threads 1] [--hash 16] [--concurrency 2] [--sprt]
+                 [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16] [--concurrency 2] [--sprt]
 
 The games are played in pairs from the same opening with the colours swapped (8-move openings, or the 960
 start positions for Chess960). With --sprt the manager runs a sequential test (elo0=0, elo1=5 or
@@ -53,10 +53,12 @@ def play(args, new, old, chess960, games, pgn, workdir):
     else:
         openings = ["-openings", "file=%s" % os.path.join(OPENINGS, "8moves_v3.pgn"), "format=pgn",
                     "order=random"]
-    options = ["option.Hash=%d" % args.hash, "option.Threads=%d" % args.threads]
+    options = ["option.Hash=%d" % args.hash]
     if chess960:
         options.append("option.UCI_Chess960=true")
-    command = [FASTCHESS, "-engine", "cmd=" + new, "name=new", "-engine", "cmd=" + old, "name=old",
+    old_threads = args.threads if args.old_threads is None else args.old_threads
+    command = [FASTCHESS, "-engine", "cmd=" + new, "name=new", "option.Threads=%d" % args.threads,
+               "-engine", "cmd=" + old, "name=old", "option.Threads=%d" % old_threads,
                "-each", "tc=" + args.tc, "proto=uci"] + options + openings + [
                "-rounds", str(max(1, games // 2)), "-repeat", "-concurrency", str(args.concurrency),
                "-pgnout", "file=" + pgn, "timeleft=true", "latency=true", "-ratinginterval", "0"]
@@ -117,6 +119,8 @@ def main():
     parser.add_argument("--games", type=int, default=100)
     parser.add_argument("--chess960", default="0", choices=["0", "1", "half"])
     parser.add_argument("--threads", type=int, default=1)
+    parser.add_argument("--old-threads", type=int, help="the old engine's threads (default: --threads), "
+                        "to measure what a second thread is worth")
     parser.add_argument("--hash", type=int, default=16)
     parser.add_argument("--concurrency", type=int, default=2)
     parser.add_argument("--sprt", action="store_true")
