@@ -137,6 +137,41 @@ void MoveOrdering::classify(ChessPosition &pos, int ply, MoveList &list, const M
     }
 }
 
+void MoveOrdering::order_quiet_moves(const ChessPosition &pos, MoveList &list) const {
+    const Move previous = pos.last_move();
+    const Move own_previous = pos.move_before_last();
+    const int n = list.size();
+    std::int64_t key[MoveList::capacity];
+    for (int i = 0; i < n;) {
+        const xmove_t x = list[i].xcode();
+        if (x != xnormal_move && x != bad_move) {
+            ++i;
+            continue;
+        }
+        int end = i;
+        for (; end < n && list[end].xcode() == x; ++end) {
+            const Move &m = list[end];
+            std::int64_t k = m_history.value(m);
+            if (previous.word()) k += m_counter.value(previous, m);
+            if (own_previous.word()) k += m_counter.value(own_previous, m);
+            key[end] = k;
+        }
+        // Insertion sort, stable: equal keys keep the generator's order.
+        for (int a = i + 1; a < end; ++a) {
+            const Move m = list[a];
+            const std::int64_t k = key[a];
+            int b = a;
+            for (; b > i && key[b - 1] < k; --b) {
+                list[b] = list[b - 1];
+                key[b] = key[b - 1];
+            }
+            list[b] = m;
+            key[b] = k;
+        }
+        i = end;
+    }
+}
+
 BitBoard pawn_attacked_squares(const ChessPosition &pos) {
     return pos.white_to_move() ? pawn_attacks<0>(pos.pieces(bpawn).value())
                                : pawn_attacks<1>(pos.pieces(wpawn).value());

@@ -123,6 +123,10 @@ class MoveOrdering {
     // the best by history, quiet moves onto squares the opponent's pawns attack, the rest. The position is
     // changed by the exchange counts and left as it was.
     void classify(ChessPosition &pos, int ply, MoveList &list, const Move &hashmove) const;
+    // After the class sort: the plain quiet moves of each class in the order the learning tables rank them
+    // (history plus counter move and follow-up), best first. Late quiet moves are the ones pruned and
+    // reduced, so this order decides which of them are searched at all.
+    void order_quiet_moves(const ChessPosition &pos, MoveList &list) const;
     // Moves the move at index `from` to index `to` (to < from), the ones between sliding back one place.
     static void move_forward(MoveList &list, int from, int to);
 

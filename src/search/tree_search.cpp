@@ -452,6 +452,7 @@ void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmov
     m_order.classify(m_pos, m_ply, list, hashmove);
     if ((pv || m_ply <= 2) && depth > 4) mark_mate_threats(list, depth);
     sort_by_class(list);
+    m_order.order_quiet_moves(m_pos, list);
 }
 
 void Analysis::mark_mate_threats(MoveList &list, int depth) {

@@ -84,3 +84,37 @@ TEST(MoveClasses, SquaresAttackedByEnemyPawnsDoNotWrapAroundTheBoard) {
     EXPECT_EQ(class_of(black, "f6h5"), bad_move);
     EXPECT_EQ(class_of(black, "b8a6"), xnormal_move); // h4 attacks g5 only
 }
+
+TEST(MoveClasses, PlainQuietMovesFollowTheirHistoryBestFirst) {
+    // Rooks and a king with nothing to capture: every move is quiet. Five cuts learnt at another ply (no
+    // killers here) give five moves a rising history; one more move only ever failed before a cut.
+    Search s("4k3/8/8/8/8/8/8/R3K2R w - - 0 1");
+    ChessPosition &pos = s.a->position();
+    MoveOrdering order;
+    const char *cuts[] = {"a1a2", "a1a3", "h1h3", "h1h4", "e1d2"}; // history 2, 4, 8, 16, 32
+    MoveList failed;
+    failed.push_back(s.move("e1f1"));
+    for (int depth = 1; depth <= 5; ++depth)
+        order.learn(pos, 9, failed, 1, s.move(cuts[depth - 1]), depth);
+
+    MoveGenerator gen(tables());
+    MoveList list;
+    gen.generate_moves(pos, list);
+    order.classify(pos, 3, list, Move());
+    sort_by_class(list);
+    order.order_quiet_moves(pos, list);
+    auto index_of = [&](const char *text) {
+        for (int i = 0; i < list.size(); ++i)
+            if (list[i].algebraic() == text) return i;
+        return -1;
+    };
+    // The best three by history have classes of their own; the next two lead the plain moves, in order,
+    // and the move that only failed comes after every move the tables know nothing of.
+    EXPECT_EQ(list[0].algebraic(), "e1d2");
+    EXPECT_EQ(list[3].algebraic(), "a1a3");
+    EXPECT_EQ(list[3].xcode(), xnormal_move);
+    EXPECT_EQ(list[4].algebraic(), "a1a2");
+    EXPECT_EQ(index_of("e1f1"), list.size() - 1);
+    for (int i = 1; i < list.size(); ++i)
+        EXPECT_LE(list[i - 1].xcode(), list[i].xcode()); // the classes stay sorted
+}
