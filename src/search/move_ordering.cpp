@@ -156,7 +156,7 @@ void MoveOrdering::order_quiet_moves(const ChessPosition &pos, MoveList &list) c
             if (own_previous.word()) k += m_counter.value(own_previous, m);
             key[end] = k;
         }
-        // Insertion sort, stable: equal keys keep the generator's order.
+        // Insertion sort, stable: equal keys keep the order the class sort left them in.
         for (int a = i + 1; a < end; ++a) {
             const Move m = list[a];
             const std::int64_t k = key[a];
