@@ -50,8 +50,9 @@ OLD_THREADS ?=
 CONCURRENCY ?= 2
 match: release
 	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) --games $(GAMES) --chess960 $(CHESS960) \
-	  --threads $(THREADS) $(if $(OLD_THREADS),--old-threads $(OLD_THREADS)) $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
-	  --concurrency $(CONCURRENCY) $(if $(ELO1),--elo1 $(ELO1))
+	  --threads $(THREADS) $(if $(OLD_THREADS),--old-threads $(OLD_THREADS)) --concurrency $(CONCURRENCY) \
+	  $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
+	  $(if $(ELO1),--elo1 $(ELO1))
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
 # DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.

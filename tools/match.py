@@ -3,7 +3,8 @@
 clock: games, losses on time, illegal moves, crashes and stalls, the score, and the time spent per move.
 
   tools/match.py --new build/release/dravnik [--old other/dravnik | --old-rev GIT_REV] [--tc 10+0.1]
-                 [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16] [--concurrency 2] [--sprt]
+                 [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16]
+                 [--concurrency 2] [--sprt]
 
 The games are played in pairs from the same opening with the colours swapped (8-move openings, or the 960
 start positions for Chess960). With --sprt the manager runs a sequential test (elo0=0, elo1=5 or
