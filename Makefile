@@ -7,7 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match clean
-.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf soak
+.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf soak judge
 
 all: release
 
@@ -60,6 +60,12 @@ match: release
 SOAK_SCALE ?= 1
 soak: release
 	python3 tools/soak.py $(RELEASE_DIR)/dravnik --scale $(SOAK_SCALE) $(if $(WEAKENED),--weakened)
+
+# How the static evaluation judges positions against a stronger engine's scores (tools/judgement.py): the
+# rank correlation, the sign agreement beyond half a pawn and the positions of the largest disagreement.
+JUDGEMENTS ?= ../shared/data/judgements.epd
+judge: release
+	python3 tools/judgement.py $(RELEASE_DIR)/dravnik $(JUDGEMENTS)
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
 # DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.
