@@ -191,7 +191,7 @@ def ponder_game(binary, tc, options, seed):
                 return "crash or stall"
             clock[side] -= used
             if clock[side] < 0:
-                return "loss on time (%.0f ms overrun)" % -clock[side]
+                return "loss on time at ply %d (%.0f ms used, %.1f ms overrun)" % (len(moves), used, -clock[side])
             clock[side] += inc_ms
             words = out[-1].split()
             if words[1] not in legal:
