@@ -63,9 +63,18 @@ TEST(UciText, ScoreTextAndMateBounds) {
 }
 
 // Missing names and values are judged by their effect in the end-to-end options test.
-TEST(UciText, OptionNamesMatchWholeInAnyCase) {
+TEST(UciText, OptionNamesMatchWholeInAnyCaseAndValuesLoseTheirPadding) {
     EXPECT_TRUE(equal_options("mUlTiPv", "MultiPV"));
     EXPECT_FALSE(equal_options("Hash", "Hashes"));
+    // A GUI that pads the value must still switch a check option on: "true" is matched whole.
+    for (const char *line :
+         {"name Ponder value true", "name  Ponder value \t  true", "name Ponder value true \t "}) {
+        std::istringstream words(line);
+        const SetOption o = parse_setoption(words);
+        EXPECT_TRUE(o.valid && o.name == "Ponder" && o.value == "true") << line << "|" << o.value << "|";
+    }
+    std::istringstream inner("name Book value  my book.bin ");
+    EXPECT_EQ(parse_setoption(inner).value, "my book.bin");
 }
 
 TEST(Communicator, QueuesKeepOrderAndSignalEmptiness) {
