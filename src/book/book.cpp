@@ -43,6 +43,10 @@ Move BKmove::operator()(const ChessPosition &p) const {
     const int mover = p.get_piece_id_from(from());
     const int target = p.get_piece_id_from(to());
     if ((mover == wking && target == wrook) || (mover == bking && target == brook)) type = castling;
+    // The book writes an en-passant capture as a plain pawn move onto the empty square behind the pawn.
+    if ((mover == wpawn || mover == bpawn) && target == 0 && to() == p.ep() &&
+        from().file_number() != to().file_number())
+        type = en_passant;
     return p.convert_to_move(from(), to(), type);
 }
 

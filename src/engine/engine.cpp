@@ -568,8 +568,11 @@ void Engine::send_info(Analysis &a, bool final_report) {
     if (!m_reported.empty()) m_scored_line_sent = true;
     for (std::size_t i = 0; i < m_reported.size(); ++i) {
         const PrincipalVariation &pv = m_reported[i];
+        // Each line at the depth it was searched to: after a stop, lines the last iteration did not reach
+        // are the iteration's before.
+        const int line_depth = pv.depth() > 0 ? pv.depth() : depth;
         std::string line =
-            "info depth " + std::to_string(depth) + " seldepth " + std::to_string(a.get_seldepth());
+            "info depth " + std::to_string(line_depth) + " seldepth " + std::to_string(a.get_seldepth());
         if (m_reported_number > 1) line += " multipv " + std::to_string(i + 1);
         line += score_text(pv.score()) + " time " + std::to_string(ms) + " nodes " + std::to_string(nodes) +
                 " nps " + std::to_string(nps) + " pv ";

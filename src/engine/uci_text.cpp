@@ -72,8 +72,14 @@ bool equal_options(std::string a, std::string b) {
     return a == b;
 }
 
+int centipawns(int score) {
+    const int half = eval_units_per_pawn / 2;
+    return score >= 0 ? (score * 100 + half) / eval_units_per_pawn
+                      : -((-score * 100 + half) / eval_units_per_pawn);
+}
+
 std::string score_text(int s) {
-    if (s >= -29897 && s <= 29897) return " score cp " + std::to_string(s);
+    if (s >= -29897 && s <= 29897) return " score cp " + std::to_string(centipawns(s));
     if (s < 0) return " score mate " + std::to_string((-30000 - s) / 2);
     return " score mate " + std::to_string((30000 - s) / 2 + 1);
 }

@@ -120,6 +120,14 @@ void Analysis::root_moves(MoveList &list) const {
         list.push_back(m_root_moves[i]);
 }
 
+void Analysis::leave_out_lines_above(MoveList &list) const {
+    int n = 0;
+    for (int i = 0; i < list.size(); ++i)
+        if (std::find(m_excluded, m_excluded + m_excluded_count, list[i]) == m_excluded + m_excluded_count)
+            list[n++] = list[i];
+    list.set_size(n);
+}
+
 void Analysis::select_searchmoves(MoveList &list) const {
     if (m_searchmoves.empty()) return;
     int n = 0;
@@ -150,6 +158,8 @@ void Analysis::iterative_search() {
     m_order.new_search();
     if (++m_date == 0) m_date = 1; // a cleared record carries date 0: no search may look current to it
     m_iteration = 0;
+    m_excluded_count = 0;
+    std::fill(std::begin(m_line_scores), std::end(m_line_scores), no_line_score);
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_mpv.clear();
@@ -191,7 +201,7 @@ void Analysis::iterative_search() {
             m_eval_score = score;
             stable = m_best_move == previous_best ? stable + 1 : 0;
         }
-        if (m_aspiration && !stopped && m_multipv == 1) {
+        if (m_aspiration && !stopped) {
             if (next_window(w, score)) m_iteration = m_iteration - 1;
         }
         if (!stopped) {
@@ -289,48 +299,53 @@ int Analysis::root_search(int depth, int alpha, int beta) {
         m_mpv.add(m_exact_pv);
     }
     if (m_multipv <= 1 || m_root_pv.size() == 0) return score;
+    return further_lines(depth, m_exact_pv);
+}
 
-    // Further lines: the best remaining move each time, searched with an open window.
-    const PrincipalVariation first = m_root_pv;
+// Lines 2 and up: each is a search of the root of its own, with the moves of the lines above left out, so
+// that its move is the best of the rest with an exact score and a whole line. Each keeps an aspiration
+// window around its score of the last iteration. Lines are published as they complete; a stop leaves the
+// lines of the last iteration standing below the new ones.
+int Analysis::further_lines(int depth, const PrincipalVariation &first) {
     const Move first_best = m_best_move;
     const int first_eval = m_eval_score;
-    MoveList list(m_moves[0]);
-    root_moves(list);
-    auto remove_from_list = [&list](const Move &m) {
-        int n = 0;
-        for (int i = 0; i < list.size(); ++i)
-            if (!(list[i] == m)) list[n++] = list[i];
-        list.set_size(n);
-    };
-    remove_from_list(first[0]);
-    for (unsigned k = 2; k <= m_multipv && list.size() > 0; ++k) {
-        int best = -infinity;
-        PrincipalVariation line_k;
-        Move best_move;
-        for (int i = 0; i < list.size(); ++i) {
-            const Move m = list[i];
-            PrincipalVariation child;
-            make_move(m);
-            const int v = -pv_search(depth - 1, best, infinity, child);
-            unmake_move();
+    m_line_scores[0] = first.score();
+    m_excluded[0] = first[0];
+    m_excluded_count = 1;
+    const int lines = std::min(static_cast<int>(m_multipv), m_root_count);
+    for (int k = 1; k < lines && !stop_requested(); ++k) {
+        Window w{-infinity, infinity};
+        if (m_aspiration && m_line_scores[k] != no_line_score) next_window(w, m_line_scores[k]);
+        PrincipalVariation line;
+        int v = 0;
+        for (;;) {
+            m_root_resolved = false;
+            v = pv_search(depth, w.alpha, w.beta, line);
             if (stop_requested()) break;
-            if (v > best || best_move.word() == 0) {
-                best = v;
-                best_move = m;
-                line_k = m + child;
-            }
+            if (!m_aspiration || !next_window(w, v)) break;
         }
-        if (stop_requested() || best_move.word() == 0) break;
-        line_k.set_depth(depth);
-        line_k.set_score(best);
+        if (!m_root_resolved || v <= w.alpha || v >= w.beta || line.size() == 0) break;
+        line.set_depth(depth);
+        line.set_score(v);
         {
             std::lock_guard<std::mutex> lock(m_mutex);
-            m_mpv.add(line_k);
+            m_mpv.add(line);
         }
-        remove_from_list(best_move);
+        m_line_scores[k] = v;
+        m_excluded[m_excluded_count++] = line[0];
     }
-    m_root_pv = first;
+    m_excluded_count = 0;
     m_best_move = first_best;
     m_eval_score = first_eval;
-    return score;
+    m_root_resolved = true;
+    // A later line that came out above the first (the table's answers differ between the searches) is
+    // listed first, and then it is also the move to play.
+    PrincipalVariation top = first;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_mpv.size() > 0 && m_mpv[0].depth() == depth) top = m_mpv[0];
+    }
+    m_root_pv = top;
+    m_exact_pv = top;
+    return top.score();
 }

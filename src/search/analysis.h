@@ -17,6 +17,7 @@
 #include "movegen/movegenerator.h"
 #include "search/move_ordering.h"
 #include "search/pv.h"
+#include "search/search_constants.h"
 #include "search/tables.h"
 #include "search/timemanager.h"
 #include "search/transposition.h"
@@ -161,6 +162,10 @@ class Analysis {
     void mark_mate_threats(MoveList &list, int depth);
     void iidsort(MoveList &list, int depth, int alpha, int beta);
     void select_searchmoves(MoveList &list) const;
+    // The root's moves less those of the MultiPV lines above the one being searched.
+    void leave_out_lines_above(MoveList &list) const;
+    // MultiPV lines 2 and up after the first line's exact result; returns the first line's score.
+    int further_lines(int depth, const PrincipalVariation &first);
     // The root's legal moves (restricted by "searchmoves"), as generated once at the start of the search.
     void root_moves(MoveList &list) const;
     int leaf(int alpha, int beta);
@@ -215,6 +220,15 @@ class Analysis {
     PrincipalVariation m_exact_pv; // the root line of the last score inside its window
     std::chrono::system_clock::time_point m_start_time;
     std::ofstream m_log;
+
+    // MultiPV: the first moves of the lines above the one being searched (none outside a further line's
+    // search; the root's table record is left alone meanwhile, as it belongs to the first line), and each
+    // line's score of the last iteration, the centre of its aspiration window.
+    static constexpr int max_lines = 50;
+    static constexpr int no_line_score = -infinity - 1;
+    Move m_excluded[max_lines];
+    int m_excluded_count = 0;
+    int m_line_scores[max_lines];
 
     Move m_root_moves[MoveList::capacity];
     int m_root_count = 0;

@@ -1,5 +1,6 @@
 #include "search/pv.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <random>
 #include <stdexcept>
@@ -57,14 +58,9 @@ void MultiPV::add(const PrincipalVariation &pv) {
             break;
         }
     m_lines.push_back(pv);
-    // Each candidate is compared with the line at i, not with the best found so far: with three or more
-    // lines the order is not always fully sorted, and that is the intended behaviour.
-    for (std::size_t i = 0; i < m_lines.size(); ++i) {
-        std::size_t best = i;
-        for (std::size_t j = i + 1; j < m_lines.size(); ++j)
-            if (m_lines[j] > m_lines[i]) best = j;
-        if (best != i) std::swap(m_lines[i], m_lines[best]);
-    }
+    // Deeper lines first, then the higher score; equal lines keep the order they came in.
+    std::stable_sort(m_lines.begin(), m_lines.end(),
+                     [](const PrincipalVariation &a, const PrincipalVariation &b) { return a > b; });
     while (m_lines.size() > static_cast<std::size_t>(m_number < 1 ? 1 : m_number))
         m_lines.pop_back();
     ++m_version;

@@ -120,5 +120,9 @@ bool TimeManager::soft_limit_reached(bool resolved, int stable) const {
 }
 
 bool TimeManager::keep_waiting() const {
-    return !time_to_move() && (hard_limit_ms() != time_not_given || m_pondering || m_infinite);
+    // Pondering or analysing, the move is owed only at ponderhit or stop.
+    if (m_pondering.load() || m_infinite.load()) return true;
+    // Otherwise up to the planned time, no further: waiting on to the hard limit on every move would spend
+    // the clock faster than a full-strength search and lose late in a fast game.
+    return m_plan.soft != time_not_given && elapsed_ms() < m_plan.soft && !time_to_move();
 }

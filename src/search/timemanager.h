@@ -74,8 +74,9 @@ class TimeManager {
     // Whether a search should not begin its next iteration: only a game clock plans, so a move time, a
     // ponder or infinite search, or no clock at all runs on.
     bool soft_limit_reached(bool resolved, int stable) const;
-    // Whether a weakened search that finished early waits on: it answers no faster than its allowance,
-    // and a search without one (depth, nodes) answers at once.
+    // Whether a weakened search that finished early waits on: it answers at its planned time, not before
+    // (a move time's plan is the move time less its margin), and a search without one (depth, nodes)
+    // answers at once.
     bool keep_waiting() const;
     int remaining_time() const;
     // Per cent of the planned (soft) time used.

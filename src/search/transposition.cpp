@@ -1,9 +1,9 @@
 #include "search/transposition.h"
 
-#include <cstring>
-
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -226,11 +226,15 @@ void TranspositionTable::clear_every_page() {
 }
 
 int TranspositionTable::hashfull(unsigned char date) const {
-    const std::uint64_t n = m_count < 1000 ? m_count : 1000;
-    int count = 0;
-    for (std::uint64_t i = 0; i < n; ++i)
-        count += m_buckets[i].has_date(date);
-    return count >> 2;
+    // The buckets an endgame table borrows hold its bytes, not records: only what the table still owns is
+    // sampled, from the first bucket after the lent ones.
+    const std::uint64_t first = lending() ? get_threshold() + 1 : 0;
+    if (first >= m_count) return 0;
+    const std::uint64_t n = std::min<std::uint64_t>(m_count - first, 1000);
+    std::uint64_t count = 0;
+    for (std::uint64_t i = first; i < first + n; ++i)
+        count += static_cast<std::uint64_t>(m_buckets[i].has_date(date));
+    return static_cast<int>(count * 1000 / (Bucket::records * n));
 }
 
 unsigned char *TranspositionTable::lend(std::size_t bytes) {

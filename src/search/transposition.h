@@ -103,9 +103,10 @@ class alignas(64) Bucket {
 
     // Draft value of an exact entry in the replacement rule; also caps record 0's draft.
     static constexpr int exact_protection = 102;
+    static constexpr int records = 4;
 
   private:
-    TTrecord m_record[4];
+    TTrecord m_record[records];
 };
 
 static_assert(sizeof(Bucket) == 64, "a bucket must fill exactly one cache line");
@@ -173,7 +174,8 @@ class TranspositionTable : public MemoryLender {
     // Starts loading the bucket of a key that the search will probe soon.
     void prefetch(std::uint64_t key) const { __builtin_prefetch(&m_buckets[key & (m_count - 1)]); }
 
-    // Per mille of the records in the first 1000 buckets that carry the date.
+    // Per mille of the records that carry the date, in the first 1000 buckets the table owns (past any
+    // an endgame table borrows).
     int hashfull(unsigned char date) const;
 
     static constexpr std::uint64_t buckets_per_megabyte = 16384;

@@ -10,7 +10,7 @@ bool is_quiet(const Move &m) { return m.capture_id() == 0 && m.code() == normal_
 } // namespace
 
 void Analysis::put_in_tt(bound_t bound, int draft, int score, const Move &move) {
-    if (!m_tt.enabled()) return;
+    if (!m_tt.enabled() || (m_ply == 0 && m_excluded_count > 0)) return;
     TTrecord r;
     r.set_key(m_pos.key());
     r.set_bound(bound);
@@ -173,7 +173,10 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     m_gen.serialize_moves(m_pos, table, list);
     if (m_ply == 0) {
         select_searchmoves(list);
-        if (m_iteration.load(std::memory_order_relaxed) == 1 && list.size() > 0) m_best_move = list[0];
+        if (m_excluded_count > 0)
+            leave_out_lines_above(list);
+        else if (m_iteration.load(std::memory_order_relaxed) == 1 && list.size() > 0)
+            m_best_move = list[0];
     }
     if (list.size() == 0) return in_check ? m_ply - mate : 0;
     Move hm;

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "board/chessposition.h"
+#include "board/hasher.h"
 #include "book/book.h"
+#include "movegen/movegenerator.h"
 #include "search/tables.h"
 
 namespace {
@@ -132,6 +134,34 @@ TEST(BKmove, DecodesCastlingPromotionAndOddCodes) {
         EXPECT_EQ(m.algebraic(), c.text);
     }
     EXPECT_EQ(BKmove()(p).word(), 0u);
+}
+
+// The book writes an en-passant capture as the pawn's plain move onto the empty square behind the pawn
+// that passed: read as anything but the capture, it would never match a legal move and never be played.
+TEST_F(BookFile, EnPassantMovesOfBothColoursMatchTheLegalMove) {
+    const struct {
+        const char *fen;
+        std::uint16_t move;
+        const char *text;
+    } cases[] = {{"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 2", bk(36, 43), "e5d6"},
+                 {"4k3/8/8/8/4pP2/8/8/4K3 b - f3 0 2", bk(28, 21), "e4f3"}};
+    ChessPosition p(tables());
+    MoveGenerator gen(tables());
+    for (const auto &c : cases) {
+        p.fen(c.fen);
+        Hasher<1> hasher(tables());
+        hasher.init(&p);
+        Book book = write({record(hasher.hash(), c.move, 1)});
+        const Move m = book.get_move(hasher.hash())(p);
+        EXPECT_EQ(m.code(), en_passant) << c.text;
+        EXPECT_EQ(m.algebraic(), c.text);
+        MoveList legal;
+        gen.generate_moves(p, legal);
+        int matches = 0;
+        for (const Move &l : legal)
+            matches += l.same_move(m);
+        EXPECT_EQ(matches, 1) << c.text;
+    }
 }
 
 // The draw r in 0..W-1 walks the records' weights until the rest is 0 or below, so the first record takes

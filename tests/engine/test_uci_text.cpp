@@ -54,12 +54,20 @@ TEST(UciText, GoClampsAndStops) {
     EXPECT_EQ(s.nodes, std::int64_t(1) << 62); // reading ended at the unknown word
 }
 
-TEST(UciText, ScoreTextAndMateBounds) {
-    EXPECT_EQ(score_text(29897), " score cp 29897");
+TEST(UciText, ScoresInCentipawnsAndMates) {
+    // A pawn's weight in the evaluation reads 100; halves round away from zero, symmetrically.
+    EXPECT_EQ(score_text(eval_units_per_pawn), " score cp 100");
+    EXPECT_EQ(score_text(-eval_units_per_pawn), " score cp -100");
+    EXPECT_EQ(score_text(0), " score cp 0");
+    EXPECT_EQ(score_text(4), " score cp 2");
+    EXPECT_EQ(score_text(-4), " score cp -2");
+    EXPECT_EQ(score_text(1), " score cp 0");
+    // The largest evaluation is still a score, scaled like any other; one unit more is a mate.
+    EXPECT_EQ(score_text(29897), " score cp " + std::to_string(29897 * 100 / eval_units_per_pawn));
+    EXPECT_EQ(score_text(-29897), " score cp -" + std::to_string(29897 * 100 / eval_units_per_pawn));
     EXPECT_EQ(score_text(29898), " score mate 52");
     EXPECT_EQ(score_text(29999), " score mate 1");
     EXPECT_EQ(score_text(-29998), " score mate -1");
-    EXPECT_EQ(score_text(-29897), " score cp -29897");
 }
 
 // Missing names and values are judged by their effect in the end-to-end options test.

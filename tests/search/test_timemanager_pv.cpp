@@ -163,13 +163,16 @@ TEST(MultiPV, AddReplacesTheSameFirstMoveAndKeepsTheRequiredOrder) {
     three.add(line(mv(1, 16), 4, 30));
     three.add(line(mv(6, 21), 4, 20));
     EXPECT_EQ(three[0].score(), 30);
-    // Replacing the 30 line moves the last line into its place; each later line is compared with the
-    // one at the slot, and the last that beats it is swapped in: 15, 20, 10 - deliberately not sorted.
+    // Replacing the 30 line re-sorts the lines by score, best first; a shallower line goes below every
+    // line of the deeper iteration whatever its score (a stop leaves it from the iteration before).
     three.add(line(mv(1, 16), 4, 15));
     ASSERT_EQ(three.size(), 3);
-    EXPECT_EQ(three[0].score(), 15);
-    EXPECT_EQ(three[1].score(), 20);
+    EXPECT_EQ(three[0].score(), 20);
+    EXPECT_EQ(three[1].score(), 15);
     EXPECT_EQ(three[2].score(), 10);
+    three.add(line(mv(6, 21), 3, 80));
+    EXPECT_EQ(three[2].score(), 80);
+    EXPECT_EQ(three[0].score(), 15);
     three.add(line(mv(1, 18), 4, 99));
     EXPECT_EQ(three.size(), 3);
     three.randomize(0); // only a tie with the best may be chosen

@@ -150,6 +150,27 @@ TEST(TranspositionTable, AClearAfterAnyWriteLeavesEveryBucketEmptyAndHashfullCou
     EXPECT_FALSE(tt.read(probe));
 }
 
+// While an endgame table borrows the start of the memory, the bytes there are the table's, not records:
+// the fill reported is that of the buckets the transposition table still owns.
+TEST(TranspositionTable, HashfullSamplesOnlyTheBucketsItOwns) {
+    TranspositionTable tt;
+    tt.set_size(16);
+    auto fill = [&tt](std::uint64_t from, std::uint64_t to) {
+        for (std::uint64_t index = from; index < to; ++index)
+            for (std::uint64_t n = 1; n <= 4; ++n)
+                tt.write(make(n << 32 | index, 9, 1, exact_value));
+    };
+    fill(1, 2000);
+    ASSERT_EQ(tt.hashfull(9), 999);
+    ASSERT_NE(tt.lend(6000000), nullptr); // the records written above now lie in lent memory
+    const std::uint64_t first = tt.get_threshold() + 1;
+    EXPECT_EQ(tt.hashfull(9), 0);
+    fill(first, first + 500);
+    EXPECT_EQ(tt.hashfull(9), 500);
+    tt.take_back();
+    EXPECT_EQ(tt.hashfull(9), 0); // the first thousand buckets again, cleared with the lent bytes
+}
+
 TEST(TTmove, RebuildsPiecesFromTheBoard) {
     ChessPosition position(tables());
     position.fen("r3k2r/1P6/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
