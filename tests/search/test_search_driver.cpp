@@ -54,12 +54,12 @@ TEST(SearchDriver, ClockSearchesEndBetweenIterationsOrAtTheHardTime) {
             std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
                 .count());
         // Stopped inside an iteration: only the hard time does that. Otherwise the last iteration ended past
-        // 60 per cent of the planned time.
+        // 60 per cent of the planned time. The stop itself may lag on a loaded machine.
         if (s.a->stop_requested())
             EXPECT_GE(ms, plan.hard) << c.time << " " << c.ponderhit_ms;
         else
             EXPECT_GE(ms, std::max<std::uint64_t>(plan.soft * 3 / 5, c.ponderhit_ms)) << c.time;
-        EXPECT_LT(ms, plan.hard + 150) << c.time << " " << c.ponderhit_ms;
+        EXPECT_LT(ms, plan.hard + 500) << c.time << " " << c.ponderhit_ms;
     }
 }
 
