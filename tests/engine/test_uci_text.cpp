@@ -56,8 +56,8 @@ TEST(UciText, GoClampsAndStops) {
 
 TEST(UciText, ScoresInCentipawnsAndMates) {
     // A pawn's weight in the evaluation reads 100; halves round away from zero, symmetrically.
-    EXPECT_EQ(score_text(eval_units_per_pawn), " score cp 100");
-    EXPECT_EQ(score_text(-eval_units_per_pawn), " score cp -100");
+    EXPECT_EQ(score_text(266), " score cp 100"); // the measured scale: changed only with a new measurement
+    EXPECT_EQ(score_text(-266), " score cp -100");
     EXPECT_EQ(score_text(0), " score cp 0");
     EXPECT_EQ(score_text(4), " score cp 2");
     EXPECT_EQ(score_text(-4), " score cp -2");
