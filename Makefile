@@ -7,7 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match clean
-.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf
+.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf soak judge
 
 all: release
 
@@ -53,6 +53,19 @@ match: release
 	  --threads $(THREADS) $(if $(OLD_THREADS),--old-threads $(OLD_THREADS)) --concurrency $(CONCURRENCY) \
 	  $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
 	  $(if $(ELO1),--elo1 $(ELO1))
+
+# Games at the extremes, each of which must end on the board with no loss on time, illegal move, crash or
+# stall (tools/soak.py: the sets and their settings; about an hour on two cores, on an otherwise idle
+# machine). SOAK_SCALE multiplies the number of games; WEAKENED=1 plays the weakened engine's sets instead.
+SOAK_SCALE ?= 1
+soak: release
+	python3 tools/soak.py $(RELEASE_DIR)/dravnik --scale $(SOAK_SCALE) $(if $(WEAKENED),--weakened)
+
+# How the static evaluation judges positions against a stronger engine's scores (tools/judgement.py): the
+# rank correlation, the sign agreement beyond half a pawn and the positions of the largest disagreement.
+JUDGEMENTS ?= ../shared/data/judgements.epd
+judge: release
+	python3 tools/judgement.py $(RELEASE_DIR)/dravnik $(JUDGEMENTS)
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
 # DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.

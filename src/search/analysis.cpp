@@ -156,7 +156,7 @@ void Analysis::iterative_search() {
     m_exact_pv.clear();
     m_egt.new_search();
     m_order.new_search();
-    if (++m_date == 0) m_date = 1; // a cleared record carries date 0: no search may look current to it
+    next_date();
     m_iteration = 0;
     m_excluded_count = 0;
     std::fill(std::begin(m_line_scores), std::end(m_line_scores), no_line_score);
@@ -187,7 +187,10 @@ void Analysis::iterative_search() {
         if (iteration > 0 && m_time.soft_limit_reached(resolved, stable)) break;
         if (iteration > 0 && out_of_time()) break;
         m_iteration = iteration + 1;
-        if (m_limitstrength) m_tt.clear();
+        // A weakened search learns nothing from its earlier iterations: each has a date of its own and the
+        // records of other dates read as misses. Clearing the table instead cost a pass over all of it per
+        // iteration (a second at a large Hash, or on memory the system hands over slowly) and lost on time.
+        if (m_limitstrength && iteration > 0) next_date();
         m_ply = 0;
         const Move previous_best = m_best_move;
         const int score = root_search(m_iteration, w.alpha, w.beta);
@@ -219,8 +222,9 @@ void Analysis::iterative_search() {
                 m_pondermove.clear();
             }
         }
+        // Short steps: a step of 50 ms would overshoot a fast game's planned time, and even its hard limit.
         while (!stop_requested() && m_time.keep_waiting())
-            sleep_ns(50000000);
+            sleep_ns(2000000);
     }
 }
 

@@ -150,6 +150,11 @@ class Analysis {
       private:
         const Analysis &m_a;
     };
+    // The table's date for a new search or a weakened search's iteration: a cleared record carries date
+    // 0, so no search may look current to it.
+    void next_date() {
+        if (++m_date == 0) m_date = 1;
+    }
     void new_node();
     // The common start of a node: counting, mate-distance pruning, selective depth and the stop request.
     // True when the node is decided already, with its score in result.

@@ -25,7 +25,7 @@ Move Analysis::probe_move(int &score, int &draft, bound_t &bound, bool &hit) {
     hit = false;
     TTrecord r;
     r.set_key(m_pos.key());
-    if (!m_tt.read(r)) return Move();
+    if (!m_tt.read(r) || (m_limitstrength && r.get_date() != m_date)) return Move();
     hit = true;
     score = r.get_score(m_ply);
     draft = r.get_draft();

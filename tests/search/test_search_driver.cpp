@@ -95,6 +95,27 @@ TEST(SearchDriver, TheSearchDateNeverLooksLikeAClearedRecord) {
     }
 }
 
+// A weakened search learns nothing from earlier iterations or searches: each iteration has a date of its
+// own and records of another date are misses to it, where a full-strength search takes their score.
+TEST(SearchDriver, AWeakenedSearchReadsOnlyTheRecordsOfItsOwnIteration) {
+    Search s("startpos", 1);
+    s.a->set_date(7);
+    TTrecord r;
+    r.set_key(s.a->position().key());
+    r.set_bound(exact_value);
+    r.set_draft(30);
+    r.set_score(1234, 0);
+    r.set_date(6);
+    tables().tt().write(r);
+    EXPECT_EQ(s.a->nullwindow_search(5, 0, 1), 1234);
+    s.a->set_uci_limitstrength(true);
+    EXPECT_LE(s.a->nullwindow_search(5, 0, 1), 1);
+    tables().tt().write(r); // the search stored its own result over it
+    s.a->set_date(6);
+    EXPECT_EQ(s.a->nullwindow_search(5, 0, 1), 1234);
+    s.a->set_uci_limitstrength(false);
+}
+
 TEST(SearchDriver, OnlyALongFixedMoveTimeBuildsTables) {
     // 300 ms could not finish a build, so it spends none of its time on one (no memory lent); five seconds
     // build in slices as an analysis does (an optimised build finishes and ends on the exact mate).

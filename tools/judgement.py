@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""How the static evaluation judges positions against a stronger engine's search scores.
+
+  tools/judgement.py ENGINE [POSITIONS.epd] [--worst 20] [--units-per-pawn 266]
+
+Each EPD line holds a FEN and "score_cp N" (the stronger engine's score, centipawns, White's view). Prints
+the rank correlation (Spearman) of the engine's `eval` total with those scores, the share of positions
+scored beyond half a pawn on which both agree in sign, and the positions where they disagree most (the
+evaluation scaled to centipawns, both clipped at ten pawns).
+"""
+import argparse
+import os
+import re
+import subprocess
+
+DEFAULT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "shared", "data",
+                       "judgements.epd")
+
+
+def ranks(values):
+    """Ranks from 1, ties sharing their average rank."""
+    order = sorted(range(len(values)), key=lambda i: values[i])
+    r = [0.0] * len(values)
+    i = 0
+    while i < len(order):
+        j = i
+        while j + 1 < len(order) and values[order[j + 1]] == values[order[i]]:
+            j += 1
+        for k in range(i, j + 1):
+            r[order[k]] = (i + j) / 2.0 + 1
+        i = j + 1
+    return r
+
+
+def pearson(x, y):
+    n = len(x)
+    mx, my = sum(x) / n, sum(y) / n
+    sxy = sum((a - mx) * (b - my) for a, b in zip(x, y))
+    sxx = sum((a - mx) ** 2 for a in x)
+    syy = sum((b - my) ** 2 for b in y)
+    return sxy / (sxx * syy) ** 0.5 if sxx and syy else 0.0
+
+
+def evaluate(engine, fens):
+    """The `eval` totals (White's view); None where the engine refused the position."""
+    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    totals = []
+    for fen in fens:
+        p.stdin.write("position fen %s\neval\n" % fen)
+        p.stdin.flush()
+        refused = False
+        while True:
+            line = p.stdout.readline()
+            if not line:
+                raise RuntimeError("the engine closed its output")
+            refused |= line.startswith("info string")
+            if line.startswith("Total score:"):
+                totals.append(None if refused else int(line.split()[2]))
+                break
+    p.stdin.write("quit\n")
+    p.stdin.flush()
+    p.wait()
+    return totals
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    ap.add_argument("engine")
+    ap.add_argument("positions", nargs="?", default=DEFAULT)
+    ap.add_argument("--worst", type=int, default=20)
+    ap.add_argument("--units-per-pawn", type=float, default=266.0)
+    args = ap.parse_args()
+    fens, scores = [], []
+    for line in open(args.positions):
+        m = re.search(r"score_cp (-?\d+)", line)
+        if m:
+            fens.append(line.split(";")[0].strip())
+            scores.append(int(m.group(1)))
+    totals = evaluate(os.path.abspath(args.engine), fens)
+    kept = [(f, s, t) for f, s, t in zip(fens, scores, totals) if t is not None]
+    ours = [t for _, _, t in kept]
+    theirs = [s for _, s, _ in kept]
+    rho = pearson(ranks(ours), ranks(theirs))
+    decided = [(s, t) for _, s, t in kept if abs(s) > 50]
+    agree = sum(1 for s, t in decided if (s > 0) == (t > 0)) / max(len(decided), 1)
+    print("positions %d (refused %d): rank correlation %.3f; same sign %.1f%% of %d beyond half a pawn" %
+          (len(kept), len(fens) - len(kept), rho, 100.0 * agree, len(decided)))
+    clip = lambda v: max(-1000.0, min(1000.0, v))
+    gaps = sorted(kept, key=lambda k: -abs(clip(k[2] * 100.0 / args.units_per_pawn) - clip(k[1])))
+    print("where they disagree most (ours in cp, theirs):")
+    for fen, s, t in gaps[:args.worst]:
+        print("  %+6.0f %+6d  %s" % (t * 100.0 / args.units_per_pawn, s, fen))
+
+
+if __name__ == "__main__":
+    main()
