@@ -298,8 +298,10 @@ int Analysis::root_search(int depth, int alpha, int beta) {
     m_exact_pv.set_depth(depth);
     m_exact_pv.set_score(score);
     {
+        // With more lines the last iteration's stay below the new first line until their own searches
+        // replace them: a stop in the middle of an iteration still shows as many lines as asked for.
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_mpv.clear();
+        if (m_multipv <= 1) m_mpv.clear();
         m_mpv.add(m_exact_pv);
     }
     if (m_multipv <= 1 || m_root_pv.size() == 0) return score;
@@ -313,7 +315,6 @@ int Analysis::root_search(int depth, int alpha, int beta) {
 int Analysis::further_lines(int depth, const PrincipalVariation &first) {
     const Move first_best = m_best_move;
     const int first_eval = m_eval_score;
-    m_line_scores[0] = first.score();
     m_excluded[0] = first[0];
     m_excluded_count = 1;
     const int lines = std::min(static_cast<int>(m_multipv), m_root_count);

@@ -228,7 +228,8 @@ class Analysis {
 
     // MultiPV: the first moves of the lines above the one being searched (none outside a further line's
     // search; the root's table record is left alone meanwhile, as it belongs to the first line), and each
-    // line's score of the last iteration, the centre of its aspiration window.
+    // line's score of the last iteration, the centre of its aspiration window (the first line's window is
+    // the driver's).
     static constexpr int max_lines = 50;
     static constexpr int no_line_score = -infinity - 1;
     Move m_excluded[max_lines];
