@@ -63,6 +63,21 @@ TEST(SearchDriver, ClockSearchesEndBetweenIterationsOrAtTheHardTime) {
     }
 }
 
+TEST(SearchDriver, AWeakenedSearchAnswersAtItsPlannedTime) {
+    // 2.16 s: 55 ms planned, 128 ms at most. The depth-2 search is done at once and waits for the plan in
+    // short steps; a step of 50 ms would answer at 100 ms, late in a game this fast.
+    Search s("startpos");
+    s.a->set_uci_limitstrength(true);
+    s.a->set_uci_elo(1500);
+    give_clock(*s.a, 2160);
+    const auto t0 = std::chrono::steady_clock::now();
+    s.run();
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0);
+    EXPECT_GE(ms.count(), 55);
+    EXPECT_LT(ms.count(), 90);
+}
+
 TEST(SearchDriver, TheRootPublishesOnlyScoresInsideTheWindow) {
     Search s("4k3/ppp5/8/8/8/8/PPP1Q3/4K3 w - - 0 1", 2); // white a queen up
     const int exact = s.run();
