@@ -59,6 +59,26 @@ def test_each_line_is_the_best_of_the_moves_below_the_lines_above(binary):
     assert e.quit() == 0
 
 
+def test_a_stopped_search_shows_every_line_at_the_depth_it_reached(binary):
+    # A node limit stops the search at the same place every time; at most of these places the last
+    # iteration's further lines are not all done, and the lines of the iteration before stand below the new.
+    e = Engine(binary)
+    e.send("setoption name MultiPV value 3")
+    mixed = 0
+    for nodes in range(15000, 55000, 5000):
+        e.send("ucinewgame")
+        e.send("position startpos moves e2e4 e7e5")
+        out = e.go("go nodes %d" % nodes)
+        last = max(i for i, l in enumerate(out) if " multipv 1 " in l)
+        report = [LINE.match(l) for l in out[last:] if l.startswith("info depth ")]
+        assert [int(m.group(2)) for m in report] == [1, 2, 3], (nodes, out[last:])
+        depths = [int(m.group(1)) for m in report]
+        assert depths == sorted(depths, reverse=True) and depths[0] - depths[-1] <= 1, (nodes, depths)
+        mixed += depths[0] != depths[-1]
+    assert mixed > 0
+    assert e.quit() == 0
+
+
 def test_fifty_lines_answer_within_the_move_time(binary):
     e = Engine(binary)
     e.send("setoption name MultiPV value 50")
@@ -93,4 +113,5 @@ def test_a_weakened_engine_answers_at_its_planned_time(binary):
 
 if __name__ == "__main__":
     main([test_each_line_is_the_best_of_the_moves_below_the_lines_above, test_fifty_lines_answer_within_the_move_time,
+          test_a_stopped_search_shows_every_line_at_the_depth_it_reached,
           test_a_weakened_engine_answers_at_its_planned_time])

@@ -59,8 +59,20 @@ def test_usermove_testpos_and_eval(binary):
     testpos = "b4bN1/4p1p1/1Q1p2K1/q1np4/3p1Rnk/6pr/4Rppr/3N4 w - - 0 1"
     for depth in (1, 2):
         assert e.perft("position testpos", depth) == e.perft("position fen " + testpos, depth)
-    e.send("eval")  # the report of the position set last, not of the start position
-    assert e.expect(lambda l: l.startswith("Total score: "))[-1] != "Total score: 14     (white's point of view)"
+    assert e.quit() == 0
+
+
+def test_eval_reports_every_term_in_its_column(binary):
+    # The reports are the engine's own units, to the printed digit: a figure in the wrong column, a term
+    # dropped or a total weighted by the wrong phase shows.
+    with open(os.path.join(os.path.dirname(__file__), "..", "data", "eval_reports.txt")) as f:
+        blocks = [b.strip("\n").split("\n") for b in re.split(r"\n(?=position )", f.read()) if b.startswith("pos")]
+    e = Engine(binary)
+    e.send("position startpos")
+    for block in blocks:
+        e.send(block[0])  # the report of the position set last, not of the start position
+        e.send("eval")
+        assert e.expect(lambda l: l.startswith("Total score: ")) == block[1:], block[0]
     assert e.quit() == 0
 
 
@@ -180,6 +192,6 @@ def test_analysis_and_pondering_never_take_a_book_move(binary):
 
 
 if __name__ == "__main__":
-    main([test_bench_on_the_command_line, test_usermove_testpos_and_eval,
+    main([test_bench_on_the_command_line, test_usermove_testpos_and_eval, test_eval_reports_every_term_in_its_column,
           test_debug_writes_the_log_files, test_book_places_in_order_and_when_the_book_answers,
           test_analysis_and_pondering_never_take_a_book_move])

@@ -8,7 +8,7 @@ import time
 
 sys.path.insert(0, os.path.dirname(__file__))
 from test_bench_nodes import POSITION_NODES
-from uci_driver import INFO, TIME_SCALE, Engine, main, within
+from uci_driver import INFO, TIME_SCALE, Engine, assert_search_ending, main, within
 
 
 def search(e, position, go, timeout=30.0):
@@ -97,7 +97,7 @@ def test_every_search_prints_a_scored_line(binary):
     e.send("position startpos")
     e.send("go infinite")
     e.send("stop")
-    assert any(INFO.match(l) for l in e.expect(lambda l: l.startswith("bestmove"), 5))
+    assert_search_ending(e.expect(lambda l: l.startswith("bestmove"), 5), finished=False)
     search(e, "position startpos", "go nodes 1")
     assert e.quit() == 0
 
@@ -151,11 +151,13 @@ def test_ponder_hit_and_ponder_miss_as_a_gui_sends_them(binary):
     e.send(game)
     e.send("go ponder wtime 1000 btime 1000 winc 100 binc 100")
     time.sleep(1.5)
-    assert not any(l.startswith("bestmove") for l in e.isready(5))
+    lines = e.isready(5)[:-1]
+    assert not any(l.startswith("bestmove") for l in lines)
     start = time.monotonic()
     e.send("ponderhit")
-    lines = e.expect(lambda l: l.startswith("bestmove"), 5)
+    lines += e.expect(lambda l: l.startswith("bestmove"), 5)
     assert time.monotonic() - start < within(2.0)
+    assert_search_ending(lines, finished=True)
     assert lines[-1].split()[1] in e.legal_moves(game)
     # Miss: the GUI stops the ponder search, ignores its move and sends the position really reached.
     e.send(game)

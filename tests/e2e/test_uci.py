@@ -6,7 +6,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(__file__))
-from uci_driver import INFO, Engine, bestmove, main
+from uci_driver import Engine, assert_search_ending, bestmove, main
 
 
 def test_handshake_and_quit(binary):
@@ -60,6 +60,11 @@ def test_malformed_input_keeps_the_engine_serving(binary):
     e.send("usermove e7e4")
     e.send("go perft 1")
     assert e.expect(lambda l: l.startswith("Nodes searched"))[-1] == "Nodes searched: 20"
+    # A list cut short is not remembered as taken: the next command that extends it is read in full, not
+    # played on from where the cut one left the board.
+    e.send("position startpos moves e2e4")
+    e.send("position startpos moves e2e4 e7e5 e1e3")
+    assert e.perft("position startpos moves e2e4 e7e5 g1f3 b8c6", 1)[-1] == "Nodes searched: 27"
     assert e.quit() == 0
 
 
@@ -68,9 +73,9 @@ def test_depth_nodes_and_mate_limits(binary):
     e = Engine(binary)
     e.send("position startpos moves e2e4")
     lines = e.go("go depth 5")
-    infos = [l for l in lines if l.startswith("info depth")]
-    assert infos and all(INFO.match(l) for l in infos), infos[-3:]
-    assert infos[-1].startswith("info depth 5 ") and lines[-2].startswith("info hashfull "), lines[-2:]
+    assert_search_ending(lines, finished=True)
+    assert lines[-3].startswith("info depth 5 "), lines[-3:]
+    assert e.isready() == ["readyok"]  # nothing after the move
     e.go("go nodes 5000")
     e.go("go mate 3")
     assert e.quit() == 0
@@ -81,9 +86,11 @@ def test_isready_during_search_stop_and_quit(binary):
     e.send("position startpos")
     e.send("go infinite")
     time.sleep(0.3)
-    e.isready(timeout=2)
+    lines = e.isready(timeout=2)[:-1]
     e.send("stop")
-    assert bestmove(e.expect(lambda l: l.startswith("bestmove"), 5)) != "0000"
+    lines += e.expect(lambda l: l.startswith("bestmove"), 5)
+    assert_search_ending(lines, finished=False)
+    assert e.isready() == ["readyok"]
     # A burst of go/stop pairs: every go is answered by exactly one bestmove.
     for _ in range(10):
         e.send("go infinite")

@@ -19,6 +19,17 @@ INFO = re.compile(r"^info depth \d+ seldepth \d+( multipv \d+)? score (cp -?\d+|
                   r"nodes \d+ nps \d+ pv( [a-h][1-8][a-h][1-8][qrbn]?)+ $")
 
 
+def assert_search_ending(lines, finished):
+    """The lines of one search as the GUI reads them: scored lines, "info hashfull" when the search ended by
+    itself (not at "stop"), then the last line's move with its reply as the ponder move."""
+    infos = lines[:-2] if finished else lines[:-1]
+    assert infos and all(INFO.match(l) for l in infos), lines[-4:]
+    if finished:
+        assert re.match(r"^info hashfull \d+$", lines[-2]), lines[-2:]
+    pv = infos[-1].split(" pv ")[1].split()
+    assert lines[-1] == "bestmove " + pv[0] + (" ponder " + pv[1] if len(pv) > 1 else ""), lines[-2:]
+
+
 def within(seconds):
     """A wall-clock bound of the optimised build, scaled for the build under test."""
     return seconds * TIME_SCALE

@@ -56,8 +56,8 @@ TEST(UciText, GoClampsAndStops) {
 
 TEST(UciText, ScoresInCentipawnsAndMates) {
     // A pawn's weight in the evaluation reads 100; halves round away from zero, symmetrically.
-    EXPECT_EQ(score_text(eval_units_per_pawn), " score cp 100");
-    EXPECT_EQ(score_text(-eval_units_per_pawn), " score cp -100");
+    EXPECT_EQ(score_text(266), " score cp 100"); // the measured scale: changed only with a new measurement
+    EXPECT_EQ(score_text(-266), " score cp -100");
     EXPECT_EQ(score_text(0), " score cp 0");
     EXPECT_EQ(score_text(4), " score cp 2");
     EXPECT_EQ(score_text(-4), " score cp -2");
@@ -71,9 +71,18 @@ TEST(UciText, ScoresInCentipawnsAndMates) {
 }
 
 // Missing names and values are judged by their effect in the end-to-end options test.
-TEST(UciText, OptionNamesMatchWholeInAnyCase) {
+TEST(UciText, OptionNamesMatchWholeInAnyCaseAndValuesLoseTheirPadding) {
     EXPECT_TRUE(equal_options("mUlTiPv", "MultiPV"));
     EXPECT_FALSE(equal_options("Hash", "Hashes"));
+    // A GUI that pads the value must still switch a check option on: "true" is matched whole.
+    for (const char *line :
+         {"name Ponder value true", "name  Ponder value \t  true", "name Ponder value true \t "}) {
+        std::istringstream words(line);
+        const SetOption o = parse_setoption(words);
+        EXPECT_TRUE(o.valid && o.name == "Ponder" && o.value == "true") << line << "|" << o.value << "|";
+    }
+    std::istringstream inner("name Book value  my book.bin ");
+    EXPECT_EQ(parse_setoption(inner).value, "my book.bin");
 }
 
 TEST(Communicator, QueuesKeepOrderAndSignalEmptiness) {

@@ -72,12 +72,24 @@ TEST(Analysis, DepthMateAndNodeLimits) {
 }
 
 TEST(Analysis, StaticExchange) {
-    Search pawn_takes_defended_knight("4k3/8/3p4/4n3/3P4/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(pawn_takes_defended_knight.a->see(pawn_takes_defended_knight.pos.convert_to_move("d4e5")), 200);
-    Search queen_takes_defended_pawn("4k3/8/3p4/4p3/8/8/4Q3/4K3 w - - 0 1");
-    EXPECT_EQ(queen_takes_defended_pawn.a->see(queen_takes_defended_pawn.pos.convert_to_move("e2e5")), -800);
-    Search rook_battery("4k3/4r3/8/4p3/8/8/4R3/4RK2 w - - 0 1");
-    EXPECT_EQ(rook_battery.a->see(rook_battery.pos.convert_to_move("e2e5")), 100);
+    // Each recapture with a pawn onto its last rank promotes, for either colour, and a capture that promotes
+    // counts the new piece: a queen taken by a promoting pawn costs 900 and the pawn's 800 gain.
+    struct Case {
+        const char *fen, *move;
+        int value;
+    } cases[] = {
+        {"4k3/8/3p4/4n3/3P4/8/8/4K3 w - - 0 1", "d4e5", 200},
+        {"4k3/8/3p4/4p3/8/8/4Q3/4K3 w - - 0 1", "e2e5", -800},
+        {"4k3/4r3/8/4p3/8/8/4R3/4RK2 w - - 0 1", "e2e5", 100}, // the battery's second rook stands behind
+        {"3N3k/4P3/8/3q4/8/8/8/K7 b - - 0 1", "d5d8", -1400},  // exd8=Q: white promotes in recapture
+        {"k7/8/8/8/3Q4/8/4p3/3n3K w - - 0 1", "d4d1", -1400},  // exd1=Q: black does
+        {"r3k3/1P6/1n6/8/8/8/8/4K3 w - - 0 1", "b7a8q", 400},
+        {"4k3/8/8/8/8/1N6/1p6/R3K3 b - - 0 1", "b2a1q", 400},
+    };
+    for (const Case &c : cases) {
+        Search s(c.fen);
+        EXPECT_EQ(s.a->see(s.move(c.move)), c.value) << c.fen << " " << c.move;
+    }
 }
 
 TEST(Analysis, NullMoveRules) {

@@ -1,6 +1,7 @@
 // The search driver: when iterations end, what the root publishes, the search date, and when the endgame
 // tables are built.
 #include <chrono>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -28,6 +29,53 @@ TEST(SearchDriver, AnIterationThatFailedEndsOnlyAfterItsReSearch) {
     EXPECT_FALSE(stop_before_iteration(true, 59, 9));
     EXPECT_FALSE(stop_before_iteration(true, 80, 1)); // the best move has just changed
     EXPECT_TRUE(stop_before_iteration(true, 100, 0));
+}
+
+TEST(SearchDriver, ClockSearchesEndBetweenIterationsOrAtTheHardTime) {
+    // The planned (soft) time only keeps a new iteration from starting; an iteration under way runs on to the
+    // hard time. Two clocks (planned 649 and 438 ms, hard 1190 and 832), and a ponder search hit between the
+    // planned and the hard time of its clock, when its iteration has long been under way.
+    struct Clock {
+        std::uint64_t time, inc, ponderhit_ms;
+    };
+    for (const Clock c : {Clock{20000, 0, 0}, Clock{10000, 100, 0}, Clock{20000, 0, 900}}) {
+        Search s("r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9");
+        give_clock(*s.a, c.time, c.ponderhit_ms > 0);
+        s.a->time_manager().set_winc(c.inc);
+        const TimeBudget plan = plan_time(c.time, c.inc, 0, time_not_given);
+        const auto t0 = std::chrono::steady_clock::now();
+        std::thread search([&s] { s.run(); });
+        if (c.ponderhit_ms > 0) {
+            std::this_thread::sleep_until(t0 + std::chrono::milliseconds(c.ponderhit_ms));
+            s.a->time_manager().ponderhit();
+        }
+        search.join();
+        const auto ms = static_cast<std::uint64_t>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
+                .count());
+        // Stopped inside an iteration: only the hard time does that. Otherwise the last iteration ended past
+        // 60 per cent of the planned time. The stop itself may lag on a loaded machine.
+        if (s.a->stop_requested())
+            EXPECT_GE(ms, plan.hard) << c.time << " " << c.ponderhit_ms;
+        else
+            EXPECT_GE(ms, std::max<std::uint64_t>(plan.soft * 3 / 5, c.ponderhit_ms)) << c.time;
+        EXPECT_LT(ms, plan.hard + 500) << c.time << " " << c.ponderhit_ms;
+    }
+}
+
+TEST(SearchDriver, AWeakenedSearchAnswersAtItsPlannedTime) {
+    // 2.16 s: 55 ms planned, 128 ms at most. The depth-2 search is done at once and waits for the plan in
+    // short steps; a step of 50 ms would answer at 100 ms, late in a game this fast.
+    Search s("startpos");
+    s.a->set_uci_limitstrength(true);
+    s.a->set_uci_elo(1500);
+    give_clock(*s.a, 2160);
+    const auto t0 = std::chrono::steady_clock::now();
+    s.run();
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0);
+    EXPECT_GE(ms.count(), 55);
+    EXPECT_LT(ms.count(), 90);
 }
 
 TEST(SearchDriver, TheRootPublishesOnlyScoresInsideTheWindow) {

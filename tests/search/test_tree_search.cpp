@@ -160,7 +160,7 @@ TEST(Pruning, GatesAtTheirDepthsAndIndices) {
     EXPECT_EQ(pawns.a->get_node_count(), 1u);
 }
 
-TEST(Pruning, LosingCapturesNearTheLeavesAreNotSearched) {
+TEST(Pruning, MovesLosingMaterialNearTheLeavesAreNotSearched) {
     // Two plies in, the rook can take a6 and nothing gives check; alpha far above the static score makes
     // every quiet move futile at depth 1, so the count says whether the capture was searched. Defended by
     // b7 the capture loses four pawns and is pruned; undefended it wins one and is searched (one node).
@@ -173,6 +173,16 @@ TEST(Pruning, LosingCapturesNearTheLeavesAreNotSearched) {
         EXPECT_EQ(s.a->nullwindow_search(1, alpha, alpha + 1), alpha);
         EXPECT_EQ(s.a->get_node_count(), defended ? 1u : 2u) << defended;
     }
+    // A quiet move onto a square a pawn attacks loses the piece: Na2 is not searched at depth 1, where the
+    // king's move, the knight's two others and its capture of b3 are (one node each, with alpha out of reach
+    // but not futile).
+    Search q("7k/8/8/8/8/1p6/1P6/1KN5 w - - 0 1");
+    tables().tt().clear();
+    q.play("b1a1");
+    q.play("h8g8");
+    const int alpha = q.a->static_eval() + 90;
+    EXPECT_EQ(q.a->nullwindow_search(1, alpha, alpha + 1), alpha);
+    EXPECT_EQ(q.a->get_node_count(), 1u + 4u);
 }
 
 namespace {
