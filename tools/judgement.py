@@ -11,7 +11,8 @@ evaluation scaled to centipawns, both clipped at ten pawns).
 import argparse
 import os
 import re
-import subprocess
+
+from eval_totals import eval_totals
 
 DEFAULT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "shared", "data",
                        "judgements.epd")
@@ -41,28 +42,6 @@ def pearson(x, y):
     return sxy / (sxx * syy) ** 0.5 if sxx and syy else 0.0
 
 
-def evaluate(engine, fens):
-    """The `eval` totals (White's view); None where the engine refused the position."""
-    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    totals = []
-    for fen in fens:
-        p.stdin.write("position fen %s\neval\n" % fen)
-        p.stdin.flush()
-        refused = False
-        while True:
-            line = p.stdout.readline()
-            if not line:
-                raise RuntimeError("the engine closed its output")
-            refused |= line.startswith("info string")
-            if line.startswith("Total score:"):
-                totals.append(None if refused else int(line.split()[2]))
-                break
-    p.stdin.write("quit\n")
-    p.stdin.flush()
-    p.wait()
-    return totals
-
-
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument("engine")
@@ -76,7 +55,7 @@ def main():
         if m:
             fens.append(line.split(";")[0].strip())
             scores.append(int(m.group(1)))
-    totals = evaluate(os.path.abspath(args.engine), fens)
+    totals = eval_totals(os.path.abspath(args.engine), fens)
     kept = [(f, s, t) for f, s, t in zip(fens, scores, totals) if t is not None]
     ours = [t for _, _, t in kept]
     theirs = [s for _, s, _ in kept]

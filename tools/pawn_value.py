@@ -9,21 +9,8 @@ Usage: tools/pawn_value.py ENGINE POSITIONS.epd [--share 0.25]   (an EPD whose l
 import argparse
 import random
 import statistics
-import subprocess
 
-
-def total(engine, fen):
-    """The `eval` total (White's view), or None when the engine refused the position."""
-    engine.stdin.write("position fen %s\neval\n" % fen)
-    engine.stdin.flush()
-    refused = False
-    while True:
-        line = engine.stdout.readline()
-        if not line:
-            raise RuntimeError("the engine closed its output")
-        refused |= line.startswith("info string")
-        if line.startswith("Total score:"):
-            return None if refused else int(line.split()[2])
+from eval_totals import eval_totals
 
 
 def squares(board):
@@ -61,8 +48,7 @@ def main():
     ap.add_argument("--share", type=float, default=0.25, help="share of the eligible positions used")
     args = ap.parse_args()
     random.seed(1)
-    engine = subprocess.Popen([args.engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    losses = []
+    fens, removals = [], []  # removals: (index of the whole position, of the one without a pawn, White's)
     for line in open(args.positions):
         fen = line.split(";")[0].strip()
         fields = fen.split()
@@ -72,21 +58,19 @@ def main():
         pieces = [c for c in found.values() if c in "NBRQnbrq"]
         if len(pieces) < 10 or "Q" not in pieces or "q" not in pieces or random.random() > args.share:
             continue
-        before = total(engine, fen)
-        if before is None:
-            continue
+        whole = len(fens)
+        fens.append(fen)
         rest = fields[1:]
         rest[2] = "-"  # a pawn taken off may have been the one that passed
         for square, piece in list(found.items()):
-            if piece not in "Pp":
-                continue
-            fewer = dict(found)
-            del fewer[square]
-            after = total(engine, board_text(fewer) + " " + " ".join(rest))
-            if after is not None:
-                losses.append(before - after if piece == "P" else after - before)
-    engine.stdin.write("quit\n")
-    engine.stdin.flush()
+            if piece in "Pp":
+                fewer = dict(found)
+                del fewer[square]
+                removals.append((whole, len(fens), piece == "P"))
+                fens.append(board_text(fewer) + " " + " ".join(rest))
+    totals = eval_totals(args.engine, fens)
+    losses = [totals[w] - totals[r] if white else totals[r] - totals[w] for w, r, white in removals
+              if totals[w] is not None and totals[r] is not None]
     losses.sort()
     n = len(losses)
     print("pawns taken off: %d; loss median %d, quartiles %d and %d, mean %.1f" %
