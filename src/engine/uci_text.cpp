@@ -73,9 +73,8 @@ bool equal_options(std::string a, std::string b) {
 }
 
 int centipawns(int score) {
-    const int half = eval_units_per_pawn / 2;
-    return score >= 0 ? (score * 100 + half) / eval_units_per_pawn
-                      : -((-score * 100 + half) / eval_units_per_pawn);
+    if (score < 0) return -centipawns(-score);
+    return (score * 100 + eval_units_per_pawn / 2) / eval_units_per_pawn;
 }
 
 std::string score_text(int s) {

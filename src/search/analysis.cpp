@@ -313,8 +313,6 @@ int Analysis::root_search(int depth, int alpha, int beta) {
 // window around its score of the last iteration. Lines are published as they complete; a stop leaves the
 // lines of the last iteration standing below the new ones.
 int Analysis::further_lines(int depth, const PrincipalVariation &first) {
-    const Move first_best = m_best_move;
-    const int first_eval = m_eval_score;
     m_excluded[0] = first[0];
     m_excluded_count = 1;
     const int lines = std::min(static_cast<int>(m_multipv), m_root_count);
@@ -340,8 +338,6 @@ int Analysis::further_lines(int depth, const PrincipalVariation &first) {
         m_excluded[m_excluded_count++] = line[0];
     }
     m_excluded_count = 0;
-    m_best_move = first_best;
-    m_eval_score = first_eval;
     m_root_resolved = true;
     // A later line that came out above the first (the table's answers differ between the searches) is
     // listed first, and then it is also the move to play.

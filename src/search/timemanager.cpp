@@ -124,5 +124,6 @@ bool TimeManager::keep_waiting() const {
     if (m_pondering.load() || m_infinite.load()) return true;
     // Otherwise up to the planned time, no further: waiting on to the hard limit on every move would spend
     // the clock faster than a full-strength search and lose late in a fast game.
-    return m_plan.soft != time_not_given && elapsed_ms() < m_plan.soft && !time_to_move();
+    // (The hard limit is never below the plan, so it cannot have passed.)
+    return m_plan.soft != time_not_given && elapsed_ms() < m_plan.soft;
 }
