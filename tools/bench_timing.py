@@ -1,5 +1,5 @@
-"""Time behaviour over UCI: answers under a fast clock and at a nearly flagged one, the overshoot of fixed move
-times and the time from "stop" to "bestmove", as a GUI sees them through the pipes.
+"""Time behaviour over UCI: answers under a fast clock and at a nearly flagged one, the overshoot of fixed
+move times and the time from "stop" to "bestmove", as a GUI sees them through the pipes.
 
   tools/bench_timing.py path/to/dravnik [SEARCHES]   (50 searches of each kind by default)
 """
