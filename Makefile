@@ -55,7 +55,7 @@ match: release
 	  $(if $(ELO1),--elo1 $(ELO1))
 
 # Games at the extremes, each of which must end on the board with no loss on time, illegal move, crash or
-# stall (tools/soak.py: the sets and their settings; about two and a half hours on two cores, on an
+# stall (tools/soak.py: the sets and their settings; about two hours on two cores, on an
 # otherwise idle machine). SOAK_SCALE multiplies the number of games; WEAKENED=1 plays the weakened
 # engine's sets instead.
 SOAK_SCALE ?= 1
