@@ -9,8 +9,9 @@ Each game starts from a different random 8-move opening (one game per opening: a
 engine is deterministic, so the colours swapped would replay the same game). The games go to
 OUT/selfplay.pgn in coordinate notation with each move's search score; the positions to OUT/positions.txt,
 one "FEN;result;score" a line, the result from white's side (1, 0.5, 0), the score that of the search from
-the position (evaluation units, white's side; left out after a book move or a mate score). A run can be repeated with another --seed to add games: the PGN is
-appended to and the positions are extracted anew from all of it.
+the position (evaluation units, white's side; left out after a book move or a mate score). A run can be
+repeated with another --seed to add games: the PGN is appended to and the positions are extracted anew from
+all of it.
 """
 import argparse
 import os

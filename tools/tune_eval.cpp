@@ -30,10 +30,10 @@
 namespace {
 
 struct Sample {
-    float result; // from white's side
-    float target; // what the fit aims at: the result, or its blend with the search score's
-    float score;  // the search score from white's side, if has_score
-    bool has_score;
+    float result;     // from white's side
+    float target;     // what the fit aims at: the result, or its blend with the search score's
+    float score;      // the search score from white's side, if has_score
+    bool has_score;   // the line carried a search score
     float fixed;      // the weighted sum of the variables whose rules are not ours
     float divisor;    // 2 with opposite-coloured bishops, else 1
     float weight[36]; // blended weight of each free variable at this position's phase
@@ -158,8 +158,9 @@ double model_score(const Data &d, std::size_t i, const std::vector<double> &thet
 
 int main(int argc, char **argv) {
     if (argc < 2) {
-        std::fprintf(stderr,
-                     "usage: tune_eval positions.txt [rounds] [out.inc] [max_positions] [result_share] [keep]\n");
+        std::fprintf(
+            stderr,
+            "usage: tune_eval positions.txt [rounds] [out.inc] [max_positions] [result_share] [keep]\n");
         return 2;
     }
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
