@@ -55,8 +55,9 @@ match: release
 	  $(if $(ELO1),--elo1 $(ELO1))
 
 # Games at the extremes, each of which must end on the board with no loss on time, illegal move, crash or
-# stall (tools/soak.py: the sets and their settings; about an hour on two cores, on an otherwise idle
-# machine). SOAK_SCALE multiplies the number of games; WEAKENED=1 plays the weakened engine's sets instead.
+# stall (tools/soak.py: the sets and their settings; about two and a half hours on two cores, on an
+# otherwise idle machine). SOAK_SCALE multiplies the number of games; WEAKENED=1 plays the weakened
+# engine's sets instead.
 SOAK_SCALE ?= 1
 soak: release
 	python3 tools/soak.py $(RELEASE_DIR)/dravnik --scale $(SOAK_SCALE) $(if $(WEAKENED),--weakened)

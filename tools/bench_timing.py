@@ -1,5 +1,5 @@
-"""Time behaviour over UCI: answers under a fast clock, the overshoot of fixed move times and the time from
-"stop" to "bestmove", as a GUI sees them through the pipes.
+"""Time behaviour over UCI: answers under a fast clock and at a nearly flagged one, the overshoot of fixed
+move times and the time from "stop" to "bestmove", as a GUI sees them through the pipes.
 
   tools/bench_timing.py path/to/dravnik [SEARCHES]   (50 searches of each kind by default)
 """
@@ -37,6 +37,13 @@ def main(binary, searches=50):
         slowest = max(slowest, ms)
         moves.append(move)
     print("clock 1000+10: %d moves, slowest answer %.0f ms, clocks left %s ms" % (len(moves), slowest, clock))
+    # Nearly flagged, the engine answers at once: what that costs must stay below the increment, or the
+    # clock only falls from there (a GUI sends "position" and "go" back to back).
+    flagged = []
+    for i in range(searches):
+        e.send("position startpos moves " + " ".join(moves[: i % 20]))
+        flagged.append(timed(e, "go wtime 60 btime 60 winc 10 binc 10")[0])
+    print("answer at 60+10 ms on the clock over %d searches: %s" % (searches, spread(flagged)))
     for movetime in (50, 100, 1000):
         over = []
         for i in range(searches):

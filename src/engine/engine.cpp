@@ -330,7 +330,7 @@ void Engine::cmd_stop() {
     stop_threads();
     m_search_mode = search_mode_t::idle;
     while (m_analysis.get_status() == status_t::searching)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     report_new_version(m_analysis, true);
     send_bestmove(m_analysis);
     m_analysis.set_status(status_t::idle);

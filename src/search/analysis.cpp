@@ -110,7 +110,7 @@ void Analysis::operator()() {
             m_status = status_t::done;
         }
         if (m_quit.load()) return;
-        sleep_ns(5000000);
+        sleep_ns(1000000); // a "go" waits for this, on the GUI's clock: keep it short
     }
 }
 
