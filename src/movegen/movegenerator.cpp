@@ -94,6 +94,18 @@ void MoveGenerator::serialize_captures(const ChessPosition &pos, const MoveTable
     list.set_size(m_count);
 }
 
+void MoveGenerator::serialize_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    m_count = list.size();
+    if (pos.white_to_move()) {
+        fill_caches<1, true>(pos);
+        generate_quiet_moves<1>(pos, table, list);
+    } else {
+        fill_caches<0, true>(pos);
+        generate_quiet_moves<0>(pos, table, list);
+    }
+    list.set_size(m_count);
+}
+
 template <int colour, bool checks> void MoveGenerator::fill_caches(const ChessPosition &pos) {
     const Attacks &a = m_tables.attacks();
     const int c = colour ? 0 : 8;

@@ -23,6 +23,9 @@ class MoveGenerator {
     void generate_moves(const ChessPosition &pos, MoveList &list);
     void serialize_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
     void serialize_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    // Appends the moves serialize_captures leaves out, so that the list then holds what serialize_moves
+    // gives, in the same order: a node that cuts on a capture never builds its quiet moves.
+    void serialize_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
     // The number of legal moves, which generate_moves would list, without building them.
     int count_moves(const ChessPosition &pos);
     // The legal move of this position that m names (a move read from the transposition table: from, to and

@@ -18,9 +18,10 @@ int capture_order(const Move &m) {
 } // namespace
 
 MovePicker::MovePicker(ChessPosition &pos, const MoveOrdering &order, int ply, MoveList &list,
-                       const Move &hashmove, Slot *slots, mode_t mode)
+                       const Move &hashmove, Slot *slots, mode_t mode, MoveGenerator *gen,
+                       const MoveGenerator::MoveTable *table)
     : m_pos(pos), m_order(order), m_ply(ply), m_list(list), m_hashmove(hashmove), m_slots(slots),
-      m_mode(mode) {
+      m_mode(mode), m_gen(gen), m_table(table), m_quiets_pending(gen != nullptr && mode == mode_t::all) {
     if (mode == mode_t::sorted) {
         m_stage = stage_t::sorted;
         return;
@@ -88,6 +89,39 @@ Move MovePicker::pick_capture() {
         std::swap(m_list[m_losing_end++], m_list[m_next++]);
     }
     return Move();
+}
+
+Move MovePicker::next_killer() {
+    while (m_killer < 2) {
+        const Move k = m_killer++ == 0 ? m_order.killer_a(m_ply) : m_order.killer_b(m_ply);
+        if (!k.word() || k == m_hashmove) continue;
+        if (m_quiets_pending && !k.is_promotion()) {
+            // Not generated yet: the table says whether it is legal here as the serialisation would build
+            // it, check flag and all (a promotion is among the moves listed already).
+            const Move m = m_gen->legal_move(m_pos, *m_table, k);
+            if (!m.word() || m != k) continue;
+            m_killers_out[m_killers_count++] = m;
+            if (skipped(m)) continue;
+            return hand_out(m, killer);
+        }
+        for (int i = m_captures_end; i < m_list.size(); ++i) {
+            Move &m = m_list[i];
+            if (m != k || m.xcode() == taken) continue;
+            m.xcode(taken);
+            if (skipped(m)) break;
+            return hand_out(m, killer);
+        }
+    }
+    return Move();
+}
+
+void MovePicker::generate_quiets() {
+    const int first = m_list.size();
+    m_gen->serialize_quiet_moves(m_pos, *m_table, m_list);
+    m_quiets_pending = false;
+    for (int i = first; i < m_list.size(); ++i)
+        for (int k = 0; k < m_killers_count; ++k)
+            if (m_list[i] == m_killers_out[k]) m_list[i].xcode(taken);
 }
 
 void MovePicker::rank_quiets() {
@@ -164,20 +198,11 @@ Move MovePicker::next() {
             }
             break;
         case stage_t::killers:
-            while (m_killer < 2) {
-                const Move k = m_killer++ == 0 ? m_order.killer_a(m_ply) : m_order.killer_b(m_ply);
-                if (!k.word() || k == m_hashmove) continue;
-                for (int i = m_captures_end; i < m_list.size(); ++i) {
-                    Move &m = m_list[i];
-                    if (m != k || m.xcode() == taken) continue;
-                    m.xcode(taken);
-                    if (skipped(m)) break;
-                    return hand_out(m, killer);
-                }
-            }
+            if (const Move m = next_killer(); m.word()) return m;
             m_stage = stage_t::rank_quiets;
             break;
         case stage_t::rank_quiets:
+            if (m_quiets_pending) generate_quiets();
             // Once the quiet moves are pruned, the few still wanted (checks, castling, promotions) are
             // taken as they come, unranked.
             if (!m_skip_quiets) rank_quiets();

@@ -8,6 +8,7 @@
 
 #include "board/chessposition.h"
 #include "board/move.h"
+#include "movegen/movegenerator.h"
 #include "search/move_ordering.h"
 
 class MovePicker {
@@ -28,8 +29,12 @@ class MovePicker {
     // and captures as above, losing captures left out, then the other promotions.
     // mode sorted: a list ordered already (by localsort), as it stands, the table's move left out.
     // slots holds one entry per move of the list.
+    // With a generator and the position's move table, mode all takes a list of the captures alone
+    // (serialize_captures) and appends the quiet moves when their turn comes; the killers are looked up
+    // in the table before.
     MovePicker(ChessPosition &pos, const MoveOrdering &order, int ply, MoveList &list, const Move &hashmove,
-               Slot *slots, mode_t mode);
+               Slot *slots, mode_t mode, MoveGenerator *gen = nullptr,
+               const MoveGenerator::MoveTable *table = nullptr);
 
     // The next move with its class, or a null move when there is none left.
     Move next();
@@ -39,6 +44,8 @@ class MovePicker {
 
     // The moves handed out or skipped before the last one handed out.
     int index() const { return m_index - 1; }
+    // Whether the position has no legal move but the table's: known once next() has returned no move.
+    bool list_empty() const { return m_list.size() == 0; }
     // The static exchange of the last move handed out, computed at most once.
     int exchange();
     // Whether that exchange is at least threshold; not computed where the pieces decide it (a plain capture
@@ -70,6 +77,8 @@ class MovePicker {
         return true;
     }
     Move pick_capture();
+    Move next_killer();
+    void generate_quiets();
     void rank_quiets();
     Move pick_quiet();
 
@@ -88,6 +97,11 @@ class MovePicker {
     int m_killer = 0;     // killers looked for
     int m_index = 0;
     bool m_skip_quiets = false;
+    MoveGenerator *const m_gen; // set while the quiet moves are still to be generated
+    const MoveGenerator::MoveTable *const m_table;
+    bool m_quiets_pending;
+    Move m_killers_out[2]; // killers handed out (or skipped) before the quiet moves were generated
+    int m_killers_count = 0;
 
     Move m_current;
     int m_current_slot = 0;

@@ -308,20 +308,28 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(hashmove);
     }
-    // 10. The moves; stalemate when there are none.
+    // 10. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
+    //     the captures, and the quiet moves only when the picker comes to them (most cuts come before).
+    const bool probe_threats = m_ply <= 2 && depth > 4;
+    const bool staged = !in_check && !probe_threats;
     if (!in_check) {
-        m_gen.serialize_moves(m_pos, table, list);
+        if (staged)
+            m_gen.serialize_captures(m_pos, table, list);
+        else
+            m_gen.serialize_moves(m_pos, table, list);
+    }
+    if (probe_threats) {
         if (list.size() == 0) return 0;
+        localsort(list, depth, false, Move());
     }
 
-    // 11. The other moves, each ordered only when its turn comes (near the root, where mate threats are
-    //     probed, all of them at once): late quiet moves pruned near the leaves, the rest searched with a
-    //     reduction where allowed and searched again unreduced when the reduced search cuts. The pruning
-    //     of quiet moves only grows along a node's moves: once one is pruned, the picker drops the rest.
-    const bool probe_threats = m_ply <= 2 && depth > 4;
-    if (probe_threats) localsort(list, depth, false, Move());
+    // 11. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
+    //     the rest searched with a reduction where allowed and searched again unreduced when the reduced
+    //     search cuts. The pruning of quiet moves only grows along a node's moves: once one is pruned,
+    //     the picker drops the rest.
     MovePicker picker(m_pos, m_order, m_ply, list, hashmove, m_slots[m_ply],
-                      probe_threats ? MovePicker::mode_t::sorted : MovePicker::mode_t::all);
+                      probe_threats ? MovePicker::mode_t::sorted : MovePicker::mode_t::all,
+                      staged ? &m_gen : nullptr, &table);
     for (Move m; (m = picker.next()).word();) {
         const int index = picker.index(); // the table's move, searched before, takes no place
         if (!in_check && is_quiet(m) && !m.check() &&
@@ -333,7 +341,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
             (m.xcode() == losing_capture || m.xcode() == bad_move) &&
             exchange_pruned(depth, m.capture_id() == 0, picker.exchange()))
             continue;
-        const int e = extend(list.size() == 1, m, m.check() && picker.exchange_at_least(0));
+        const int e = extend(in_check && list.size() == 1, m, m.check() && picker.exchange_at_least(0));
         const int r = may_reduce(e, in_check, m)
                           ? adjusted_reduction(m_lmr.value(depth, index), m, picker.history(), rising)
                           : 0;
@@ -351,7 +359,9 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(m);
     }
-    // 13. No move reached beta: an upper bound, with the table's move kept for the next visit.
+    // 13. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
+    //     table's move kept for the next visit.
+    if (!hashmove.word() && picker.list_empty()) return 0;
     put_in_tt(upperbound, depth, alpha, hashmove);
     return alpha;
 }

@@ -1,5 +1,6 @@
 // The staged picker against the full sort it replaces in most nodes: the same moves, each once, with the
-// same class, in class order; the capture search's moves; the quiet moves dropped once pruned.
+// same class, in class order, whether the quiet moves are generated first or late; the capture search's
+// moves; the quiet moves dropped once pruned.
 #include <algorithm>
 #include <map>
 
@@ -69,6 +70,19 @@ TEST(MovePicker, HandsOutEveryMoveOnceWithTheFullSortsClassInClassOrder) {
             MovePicker picker(pos, order, 3, list, hashmove, slots, MovePicker::mode_t::all);
             const Picked picked = pick_all(picker);
             ASSERT_EQ(static_cast<int>(picked.size()), all.size() - (hashmove.word() ? 1 : 0)) << setup;
+            if (!pos.check()) {
+                // Generating the quiet moves only when their turn comes changes nothing handed out.
+                MoveGenerator::MoveTable table;
+                gen.create_movetable(pos, table);
+                MoveList captures;
+                gen.serialize_captures(pos, table, captures);
+                MovePicker staged(pos, order, 3, captures, hashmove, slots, MovePicker::mode_t::all, &gen,
+                                  &table);
+                const Picked again = pick_all(staged);
+                ASSERT_EQ(again.size(), picked.size()) << setup;
+                for (std::size_t i = 0; i < picked.size(); ++i)
+                    EXPECT_EQ(again[i].word(), picked[i].word()) << setup << " " << i;
+            }
             for (std::size_t i = 0; i < picked.size(); ++i) {
                 const Move m = picked[i];
                 EXPECT_NE(m, hashmove) << setup;
@@ -96,6 +110,7 @@ TEST(MovePicker, HandsOutEveryMoveOnceWithTheFullSortsClassInClassOrder) {
 
         // Pruned quiet moves: after the third move no plain quiet move without check comes out, and every
         // other move still does.
+        // Alike whether the quiet moves are generated first or when their turn comes.
         MoveList list(all);
         MovePicker::Slot slots[MoveList::capacity];
         MovePicker picker(pos, order, 3, list, Move(), slots, MovePicker::mode_t::all);
@@ -107,6 +122,19 @@ TEST(MovePicker, HandsOutEveryMoveOnceWithTheFullSortsClassInClassOrder) {
             }
             picked.push_back(m);
             if (picked.size() == 3) picker.skip_quiets();
+        }
+        if (!pos.check()) {
+            MoveGenerator::MoveTable table;
+            gen.create_movetable(pos, table);
+            MoveList captures;
+            gen.serialize_captures(pos, table, captures);
+            MovePicker staged(pos, order, 3, captures, Move(), slots, MovePicker::mode_t::all, &gen, &table);
+            Picked again;
+            for (Move m; (m = staged.next()).word();) {
+                again.push_back(m);
+                if (again.size() == 3) staged.skip_quiets();
+            }
+            EXPECT_EQ(again, picked) << setup;
         }
         for (const Move &m : all) {
             if (!(m.capture_id() == 0 && m.code() == normal_move && !m.check())) {
