@@ -55,7 +55,7 @@ match: release
 	  $(if $(ELO1),--elo1 $(ELO1))
 
 # Games at the extremes, each of which must end on the board with no loss on time, illegal move, crash or
-# stall (tools/soak.py: the sets and their settings; about two and a half hours on two cores, on an
+# stall (tools/soak.py: the sets and their settings; about two hours on two cores, on an
 # otherwise idle machine). SOAK_SCALE multiplies the number of games; WEAKENED=1 plays the weakened
 # engine's sets instead.
 SOAK_SCALE ?= 1
@@ -78,10 +78,15 @@ datagen: release
 	python3 tools/datagen.py --engine $(RELEASE_DIR)/dravnik --extract $(RELEASE_DIR)/extract_positions \
 	  --games $(DATA_GAMES) --nodes $(DATA_NODES) --concurrency $(DATA_CONCURRENCY) --seed $(DATA_SEED)
 
-# Fits the measuring rules' constants to that data set in TUNE_ROUNDS rounds and writes them into the source.
+# Fits the measuring rules' constants to that data set in TUNE_ROUNDS rounds and writes them into the source;
+# a position with a search score is fitted to RESULT_SHARE times its game's result plus the rest times the
+# score's expected result. TUNE_KEEP names constants the fit leaves alone (comma-separated name prefixes).
 TUNE_ROUNDS ?= 3
+RESULT_SHARE ?= 0.5
+TUNE_KEEP ?=
 tune: release
-	./$(RELEASE_DIR)/tune_eval build/data/positions.txt $(TUNE_ROUNDS) src/eval/measures_values.inc
+	./$(RELEASE_DIR)/tune_eval build/data/positions.txt $(TUNE_ROUNDS) src/eval/measures_values.inc 100000000 \
+	  $(RESULT_SHARE) $(TUNE_KEEP)
 
 clean:
 	rm -rf build

@@ -7,8 +7,9 @@ nodes a move, then the quiet positions of those games, each labelled with its ga
 
 Each game starts from a different random 8-move opening (one game per opening: at a fixed node count the
 engine is deterministic, so the colours swapped would replay the same game). The games go to
-OUT/selfplay.pgn in coordinate notation; the positions to OUT/positions.txt, one "FEN;result" a line, the
-result from white's side (1, 0.5, 0). A run can be repeated with another --seed to add games: the PGN is
+OUT/selfplay.pgn in coordinate notation with each move's search score; the positions to OUT/positions.txt,
+one "FEN;result;score" a line, the result from white's side (1, 0.5, 0), the score that of the search from
+the position (evaluation units, white's side; left out after a book move or a mate score). A run can be repeated with another --seed to add games: the PGN is
 appended to and the positions are extracted anew from all of it.
 """
 import argparse
@@ -50,7 +51,7 @@ def main():
                    "-openings", "file=" + OPENINGS, "format=pgn", "order=random", "-srand", str(args.seed),
                    "-rounds", str(args.games), "-games", "1", "-concurrency", str(args.concurrency),
                    "-force-concurrency", "-draw", "movenumber=60", "movecount=10", "score=5",
-                   "-maxmoves", "250", "-pgnout", "file=" + pgn, "notation=uci", "min=true",
+                   "-maxmoves", "250", "-pgnout", "file=" + pgn, "notation=uci",
                    "-ratinginterval", "0"]
         print("datagen: %d games at %d nodes a move into %s" % (args.games, args.nodes, pgn), flush=True)
         with tempfile.TemporaryDirectory() as workdir:  # the manager leaves its state file there

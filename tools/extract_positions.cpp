@@ -1,12 +1,16 @@
 // Reads self-play games (PGN in coordinate notation, as tools/datagen.py has the tournament manager write
 // them) on standard input and writes their quiet positions, one "FEN;result" a line, the game's result from
-// white's side (1, 0.5 or 0): the evaluation tuner's data set.
+// white's side (1, 0.5 or 0): the evaluation tuner's data set. Where the manager kept the engine's search
+// score of the move played from a position ("{-0.44/12 0.050s}", centipawns from the mover's side), the
+// line carries it as a third field, "FEN;result;score", in evaluation units from white's side: a label
+// that knows more than the game's one result.
 //
 // Quiet means what the evaluation alone should judge: the side to move is not in check, the capture search
 // finds nothing better than the static score, and that score is no mate. The opening's first plies are
 // left out: they come from the opening file, not from the engine, and repeat across games.
 //
 //   extract_positions [first_ply=20] < selfplay.pgn > positions.txt
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -16,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/uci_text.h"
 #include "search/analysis.h"
 
 namespace {
@@ -24,6 +29,7 @@ struct Game {
     std::string fen; // empty: the standard start
     std::string result;
     std::vector<std::string> moves;
+    std::vector<std::string> comments; // the comment after each move, if any
 };
 
 bool is_move(const std::string &w) {
@@ -74,23 +80,56 @@ class GameReader {
         if (line.rfind("[FEN ", 0) == 0) g.fen = value;
         if (line.rfind("[Result ", 0) == 0) g.result = value;
     }
+    // Moves, each with the {comment} after it (comments may span lines).
     void moves(const std::string &line, Game &g) {
         std::string text;
-        for (char c : line) { // drop {comments}, which may span lines
-            if (c == '{') m_comment = true;
-            if (!m_comment) text += c;
-            if (c == '}') m_comment = false;
+        for (char c : line) {
+            if (c == '{' && !m_comment) {
+                flush(text, g);
+                m_comment = true;
+                m_comment_text.clear();
+            } else if (c == '}' && m_comment) {
+                m_comment = false;
+                if (!g.comments.empty()) g.comments.back() = m_comment_text;
+            } else if (m_comment) {
+                m_comment_text += c;
+            } else {
+                text += c;
+            }
         }
+        if (m_comment) m_comment_text += ' ';
+        flush(text, g);
+    }
+    static void flush(std::string &text, Game &g) {
         std::istringstream words(text);
         for (std::string w; words >> w;)
-            if (is_move(w)) g.moves.push_back(w);
+            if (is_move(w)) {
+                g.moves.push_back(w);
+                g.comments.emplace_back();
+            }
+        text.clear();
     }
 
     std::istream &m_in;
     std::string m_pending;
     bool m_has_pending = false;
     bool m_comment = false;
+    std::string m_comment_text;
 };
+
+// The search score of a move's comment in evaluation units from the mover's side; false for a book move,
+// a mate score or no score.
+bool comment_score(const std::string &comment, int &score) {
+    std::istringstream in(comment);
+    std::string first;
+    if (!(in >> first) || first.find('/') == std::string::npos || first.find('M') != std::string::npos)
+        return false;
+    char *end = nullptr;
+    const double pawns = std::strtod(first.c_str(), &end);
+    if (end == first.c_str() || *end != '/') return false;
+    score = static_cast<int>(std::lround(pawns * eval_units_per_pawn));
+    return true;
+}
 
 } // namespace
 
@@ -125,7 +164,10 @@ int main(int argc, char **argv) {
                     const int stand = search->static_eval();
                     const int q = search->quiescence(-32000, 32000, 0);
                     if (stand == q && q > -mate_bound && q < mate_bound) {
-                        std::cout << pos.fen() << ';' << label << '\n';
+                        std::cout << pos.fen() << ';' << label;
+                        if (int score; comment_score(g.comments[ply], score))
+                            std::cout << ';' << (pos.white_to_move() ? score : -score);
+                        std::cout << '\n';
                         ++kept;
                     }
                 }

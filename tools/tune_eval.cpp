@@ -5,8 +5,14 @@
 // positions). Each round measures anew at the new values, so the rules' own non-linearities (caps,
 // products) are followed. Every tenth position is held out. Prints the loss before and after on both,
 // and the constants that moved most; writes the fitted values as src/eval/measures_values.inc.
+// A position that carries a search score as well ("FEN;result;score", evaluation units from white's
+// side) is fitted to a blend: result_share times its game's result plus the rest times the score's
+// expected result (one result says little about one position; a deeper search knows more of it).
 //
-//   tune_eval positions.txt [rounds=3] [out=measures_values.inc] [max_positions]
+// Constants named in keep (comma-separated prefixes of their names, as the output prints them) stay as they
+// are: for a rule the fit's quiet positions cannot measure, or one set by other means.
+//
+//   tune_eval positions.txt [rounds=3] [out=measures_values.inc] [max_positions] [result_share=0.5] [keep]
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,6 +20,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,7 +30,10 @@
 namespace {
 
 struct Sample {
-    float result;     // from white's side
+    float result; // from white's side
+    float target; // what the fit aims at: the result, or its blend with the search score's
+    float score;  // the search score from white's side, if has_score
+    bool has_score;
     float fixed;      // the weighted sum of the variables whose rules are not ours
     float divisor;    // 2 with opposite-coloured bishops, else 1
     float weight[36]; // blended weight of each free variable at this position's phase
@@ -110,7 +120,7 @@ double loss_of_scores(const Data &d, const std::vector<float> &scores, double k,
     long n = 0;
     for (std::size_t i = 0; i < scores.size(); ++i) {
         if (d.samples[i].held_out != held_out) continue;
-        const double err = d.samples[i].result - sigmoid(scores[i], k);
+        const double err = d.samples[i].target - sigmoid(scores[i], k);
         sum += err * err;
         ++n;
     }
@@ -148,12 +158,26 @@ double model_score(const Data &d, std::size_t i, const std::vector<double> &thet
 
 int main(int argc, char **argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: tune_eval positions.txt [rounds] [out.inc] [max_positions]\n");
+        std::fprintf(stderr,
+                     "usage: tune_eval positions.txt [rounds] [out.inc] [max_positions] [result_share] [keep]\n");
         return 2;
     }
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
     const std::string out_path = argc > 3 ? argv[3] : "measures_values.inc";
     const long max_positions = argc > 4 ? std::atol(argv[4]) : 100000000L;
+    const double result_share = argc > 5 ? std::atof(argv[5]) : 0.5;
+    std::vector<std::string> keep;
+    if (argc > 6)
+        for (std::stringstream list(argv[6]); list.good();) {
+            std::string prefix;
+            std::getline(list, prefix, ',');
+            if (!prefix.empty()) keep.push_back(prefix);
+        }
+    auto kept = [&](const std::string &name) {
+        for (const std::string &k : keep)
+            if (name.rfind(k, 0) == 0) return true;
+        return false;
+    };
     const auto tables = std::make_unique<BoardTables>();
 
     Data d;
@@ -170,7 +194,12 @@ int main(int argc, char **argv) {
                 continue;
             }
             Sample s{};
-            s.result = std::strtof(line.c_str() + semi + 1, nullptr);
+            char *end = nullptr;
+            s.result = s.target = std::strtof(line.c_str() + semi + 1, &end);
+            if (*end == ';') {
+                s.score = std::strtof(end + 1, nullptr);
+                s.has_score = true;
+            }
             s.held_out = line_no++ % 10 == 9;
             d.positions.push_back(pos);
             d.samples.push_back(s);
@@ -191,7 +220,15 @@ int main(int argc, char **argv) {
     std::vector<std::array<float, 36>> raw, moved;
     std::vector<float> scores;
     measure(d, *tables, raw, &scores);
-    const double k = fit_k(d, scores);
+    const double k = fit_k(d, scores); // against the results alone: the scores' labels need k
+    long labelled = 0;
+    for (Sample &s : d.samples)
+        if (s.has_score) {
+            s.target = static_cast<float>(result_share * s.result + (1 - result_share) * sigmoid(s.score, k));
+            ++labelled;
+        }
+    std::printf("%ld positions with a search score, their result's share of the label %.2f\n", labelled,
+                result_share);
     const double before_fit = loss_of_scores(d, scores, k, false);
     const double before_held = loss_of_scores(d, scores, k, true);
     std::printf("scaling constant K = %.4f\nloss before: fitted %.6f, held out %.6f\n", k, before_fit,
@@ -226,11 +263,13 @@ int main(int argc, char **argv) {
         std::vector<double> rate(theta.size());
         for (int s = 0; s < nscales; ++s) {
             theta[s] = m.scale[free_variables[s]];
-            rate[s] = 0.002 * std::max(0.05, std::fabs(theta[s]));
+            rate[s] = kept(params[s].name) ? 0 : 0.002 * std::max(0.05, std::fabs(theta[s]));
         }
         for (std::size_t p = 0; p < integers.size(); ++p)
             rate[nscales + p] =
-                0.05 * std::max(1.0, std::fabs(static_cast<double>(*integers[p].integer)) / 10);
+                kept(integers[p].name)
+                    ? 0
+                    : 0.05 * std::max(1.0, std::fabs(static_cast<double>(*integers[p].integer)) / 10);
         std::vector<double> shifted(free_variable_count);
         const double ln10 = std::log(10.0);
         for (int epoch = 1; epoch <= 400; ++epoch) {
@@ -242,7 +281,7 @@ int main(int argc, char **argv) {
                 if (s.held_out || s.special) continue;
                 const double score = model_score(d, i, theta, nscales, raw, shifted);
                 const double p = sigmoid(score, k);
-                const double err = p - s.result;
+                const double err = p - s.target;
                 sum += err * err;
                 ++n;
                 // d loss / d score, then through the bilinear model.

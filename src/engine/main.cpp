@@ -1,6 +1,5 @@
 // Process entry: the console reader thread, the engine and the polling loop that joins them.
-#include <cerrno>
-#include <ctime>
+#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <thread>
@@ -14,11 +13,7 @@ namespace {
 // The loop's pause, short: the GUI's clock runs from its "go" to our "bestmove", and with an increment of a
 // hundredth of a second, pausing 5 ms before taking the "go" and again before seeing the search end spent
 // more than the increment gave back, until the clock ran out.
-void pause_1ms() {
-    timespec wait{0, 1000000}, rest{0, 0};
-    while (nanosleep(&wait, &rest) == -1 && errno == EINTR)
-        wait = rest;
-}
+void pause_1ms() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
 
 void answer_uci() {
     std::cout << "id name Dravnik 0.40.1" << std::endl;

@@ -2,21 +2,18 @@
 #include "search/analysis.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstring>
-#include <ctime>
 #include <iterator>
+#include <thread>
 
 #include "search/pruning.h"
 #include "search/search_constants.h"
 
 namespace {
-void sleep_ns(long ns) {
-    timespec wait{0, ns}, rest{0, 0};
-    while (nanosleep(&wait, &rest) == -1 && errno == EINTR)
-        wait = rest;
-}
+// sleep_for resumes after a signal by itself.
+void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 } // namespace
 
 bool next_window(Window &w, int score) {
@@ -110,7 +107,7 @@ void Analysis::operator()() {
             m_status = status_t::done;
         }
         if (m_quit.load()) return;
-        sleep_ns(1000000); // a "go" waits for this, on the GUI's clock: keep it short
+        sleep_ms(1); // a "go" waits for this, on the GUI's clock: keep it short
     }
 }
 
@@ -224,7 +221,7 @@ void Analysis::iterative_search() {
         }
         // Short steps: a step of 50 ms would overshoot a fast game's planned time, and even its hard limit.
         while (!stop_requested() && m_time.keep_waiting())
-            sleep_ns(2000000);
+            sleep_ms(2);
     }
 }
 

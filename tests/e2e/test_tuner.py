@@ -13,11 +13,13 @@ ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 
 # Scholar's mate, fool's mate, a rook check from a FEN, and an unfinished game. With no opening plies left
 # out, every position before a move is looked at: all are quiet but the one where the queen takes on f7
-# with mate, the one with the side to move in check, and those of the unfinished game.
+# with mate, the one with the side to move in check, and those of the unfinished game. The manager's
+# comments give the mover's search score in pawns: a book move and a mate score give none.
 GAMES = """[Event "a"]
 [Result "1-0"]
 
-1. e2e4 {+0.3/5 0.01s} e7e5 2. d1h5 b8c6 3. f1c4 g8f6 4. h5f7 1-0
+1. e2e4 {+0.3/5 0.01s} e7e5 {-0.50/6 0.01s} 2. d1h5 {book} b8c6 {+M3/4 0.01s} 3. f1c4 {+1.00/7
+0.01s, a comment over two lines} g8f6 4. h5f7 1-0
 
 [Event "b"]
 [Result "0-1"]
@@ -47,6 +49,9 @@ class Tuner(unittest.TestCase):
                              capture_output=True, check=True).stdout.splitlines()
         labels = [line.split(";")[1] for line in out]
         self.assertEqual(labels, ["1"] * 6 + ["0"] * 4 + ["0.5"])
+        # Scores in evaluation units (266 a pawn) from white's side.
+        scores = [(line.split(";") + [None])[2] for line in out[:6]]
+        self.assertEqual(scores, ["80", "133", None, None, "266", None])
         fens = [line.split(";")[0] for line in out]
         self.assertNotIn("r1bqkb1r/pppp1ppp/2n2n2/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - 4 4", fens)
         self.assertNotIn("4k3/8/8/8/8/8/4R3/4K3 b - - 0 1", fens)

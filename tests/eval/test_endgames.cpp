@@ -42,6 +42,7 @@ std::string random_fen(const std::string &pieces, std::mt19937 &rng) {
 TEST(Endgames, KingAndPawnAgainstKing) {
     EXPECT_EQ(eval("4k3/8/4K3/4P3/8/8/8/8 w - - 0 1"), 503);  // fifth rank: 500 + king distance 3
     EXPECT_EQ(eval("4k3/8/4K3/4P3/8/8/8/8 b - - 0 1"), -503); // same value, black to move
+    EXPECT_EQ(eval("k7/8/8/8/4P3/8/8/4K3 w - - 0 1"), 404);   // fourth rank: 100 a rank from here on
     EXPECT_EQ(eval("8/8/8/8/8/4k3/4P3/4K3 w - - 0 1"), 0);    // defender in front of the pawn
     EXPECT_EQ(eval("8/8/8/2k5/8/8/1P6/7K b - - 0 1"), 0);     // the defender catches the pawn
     EXPECT_EQ(eval("8/8/8/2k5/8/8/1P6/7K w - - 0 1"), 303);
