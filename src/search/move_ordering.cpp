@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 
 #include "board/chessposition.h"
@@ -23,18 +24,18 @@ void HistoryTable::divide_by_8() {
             v = div8(v);
 }
 
-CounterMove::CounterMove() : m_table(new std::int64_t[entries]()) {}
-
-CounterMove::CounterMove(const CounterMove &o) : m_table(new std::int64_t[entries]) {
-    std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+CounterMove::CounterMove() : m_block(bytes), m_table(static_cast<std::int64_t *>(m_block.get())) {
+    if (!m_table) throw std::bad_alloc();
 }
 
+CounterMove::CounterMove(const CounterMove &o) : CounterMove() { *this = o; }
+
 CounterMove &CounterMove::operator=(const CounterMove &o) {
-    if (this != &o) std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+    if (this != &o) std::copy(o.m_table, o.m_table + entries, m_table);
     return *this;
 }
 
-void CounterMove::clear() { std::fill(m_table.get(), m_table.get() + entries, 0); }
+void CounterMove::clear() { std::fill(m_table, m_table + entries, 0); }
 
 void CounterMove::divide_by_8() {
     for (int i = 0; i < entries; ++i)

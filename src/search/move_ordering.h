@@ -3,10 +3,11 @@
 #ifndef DRAVNIK_SEARCH_MOVE_ORDERING_H
 #define DRAVNIK_SEARCH_MOVE_ORDERING_H
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "board/move.h"
+#include "search/large_block.h"
 
 // Counters by moving piece (0-14) and target square.
 class HistoryTable {
@@ -47,7 +48,8 @@ class CounterMove {
     static int index(const Move &earlier, const Move &m) {
         return ((earlier.piece_id() * 64 + earlier.to_id()) * 15 + m.piece_id()) * 64 + m.to_id();
     }
-    std::unique_ptr<std::int64_t[]> m_table;
+    LargeBlock m_block;
+    std::int64_t *m_table; // in m_block
 };
 
 // Two cut moves per ply, A the newest. Plies outside the table are ignored and read as no move.
