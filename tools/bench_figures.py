@@ -28,6 +28,32 @@ def bench(build):
     return nodes / seconds, nodes
 
 
+# Two middle-game positions searched for a fixed time: the node rate of real searches, deeper than the
+# bench's and with a table in use.
+SEARCH_FENS = ["r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 8",
+               "r2q1rk1/1b2bppp/p2ppn2/1p6/3NP3/1BN1B3/PPP2PPP/R2Q1RK1 w - - 0 11"]
+
+
+def search(build, fen, movetime=4000):
+    """Nodes per second of "go movetime" on a fresh engine with a 64 MB table, and the depth reached."""
+    commands = "setoption name Hash value 64\nisready\nposition fen %s\ngo movetime %d\n" % (fen, movetime)
+    p = subprocess.Popen([os.path.join(build, "dravnik")], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                         text=True)
+    p.stdin.write(commands)
+    p.stdin.flush()
+    nodes = nps = depth = 0
+    for line in p.stdout:
+        m = re.search(r"\bdepth (\d+).*\bnodes (\d+).*\bnps (\d+)", line)
+        if m:
+            depth, nodes, nps = int(m.group(1)), int(m.group(2)), int(m.group(3))
+        if line.startswith("bestmove"):
+            break
+    p.stdin.write("quit\n")
+    p.stdin.flush()
+    p.wait()
+    return nps, "depth %d" % depth
+
+
 def evals(build):
     out = subprocess.run([os.path.join(build, "bench_eval")], capture_output=True, text=True, check=True,
                          cwd=os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")).stdout
@@ -87,6 +113,9 @@ def main():
     measure(builds, runs, "perft 5 middle game", "Mnodes/s", lambda b: perft(b, "middle"), 1e-6)
     measure(builds, runs, "bench (depth 12)", "Mnodes/s", bench, 1e-6, note=lambda n: "nodes " + n)
     measure(builds, runs, "evaluations", "M/s", evals, 1e-6)
+    for i, fen in enumerate(SEARCH_FENS):
+        measure(builds, runs, "search 4 s, position %d" % (i + 1), "Mnodes/s", lambda b: search(b, fen), 1e-6,
+                note=lambda d: d)
     measure(builds, 2 * runs + 1, "start-up to readyok", "ms", lambda b: start_up(b)[0], fmt="%.1f")
     measure(builds, 1, "resident at start, Hash 128", "MiB", lambda b: start_up(b)[1], 1 / 1024.0, "%.1f")
     measure(builds, 1, "resident at start, Hash 6", "MiB", lambda b: start_up(b, ["Hash value 6"])[1],

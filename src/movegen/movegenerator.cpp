@@ -94,6 +94,18 @@ void MoveGenerator::serialize_captures(const ChessPosition &pos, const MoveTable
     list.set_size(m_count);
 }
 
+void MoveGenerator::serialize_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list) {
+    m_count = list.size();
+    if (pos.white_to_move()) {
+        fill_caches<1, true>(pos);
+        generate_quiet_moves<1>(pos, table, list);
+    } else {
+        fill_caches<0, true>(pos);
+        generate_quiet_moves<0>(pos, table, list);
+    }
+    list.set_size(m_count);
+}
+
 template <int colour, bool checks> void MoveGenerator::fill_caches(const ChessPosition &pos) {
     const Attacks &a = m_tables.attacks();
     const int c = colour ? 0 : 8;
@@ -500,6 +512,52 @@ template <int colour> bool MoveGenerator::is_legal_kingmove(const ChessPosition 
     // Attacks on the destination are seen through the king's origin, so retreating along a line is caught.
     const BitBoard occ(m_occupied & ~m_own_king);
     return !pos.attackers<1 - colour>(Square::bb[m.to_id()], occ);
+}
+
+Move MoveGenerator::legal_move(const ChessPosition &pos, const MoveTable &table, const Move &m) {
+    return pos.white_to_move() ? find_legal<1>(pos, table, m) : find_legal<0>(pos, table, m);
+}
+
+template <int colour>
+Move MoveGenerator::find_legal(const ChessPosition &pos, const MoveTable &table, const Move &m) {
+    // The same tests as the serialisation's, for one move: the piece is the side's own and stands there, the
+    // target is in its table entry and holds neither an own piece nor the king, and the move keeps the own
+    // king safe; the special moves as the generator finds them.
+    const int piece = m.piece_id(), from = m.from_id(), to = m.to_id();
+    if (!m.word() || piece == 0 || (piece & 8) != (colour ? 0 : 8) ||
+        pos.get_piece_id_from(Square(from)) != piece)
+        return Move();
+    fill_caches<colour, true>(pos);
+    const std::uint64_t fb = 1ULL << from, tb = 1ULL << to;
+    const int kind = piece & 7;
+    switch (m.code()) {
+    case normal_move:
+    case promo_queen:
+    case promo_rook:
+    case promo_bishop:
+    case promo_knight: {
+        if (!(table[from] & tb) || (tb & (m_own | m_enemy_king)) ||
+            m.capture_id() != pos.get_piece_id_from(Square(to)))
+            return Move();
+        const bool promotes = kind == wpawn && (tb & (colour ? rank8 : rank1).value());
+        if (promotes != (m.code() != normal_move)) return Move();
+        if (kind == wking ? !is_legal_kingmove<colour>(pos, m) : !(legal_targets(fb) & tb)) return Move();
+        break;
+    }
+    case en_passant:
+        if (kind != wpawn || usable_ep<colour>(pos) != to || !ep_reaches<colour>(from, to) ||
+            !is_legal_pawnmove(pos, m))
+            return Move();
+        break;
+    case castling:
+        if (kind != wking || !(castling_rooks<colour>(pos) & tb)) return Move();
+        break;
+    default:
+        return Move();
+    }
+    Move legal(Square(from), Square(to), m.code(), Piece(piece), Piece(m.capture_id()));
+    set_checkstatus<colour>(pos, legal);
+    return legal;
 }
 
 template void MoveGenerator::set_checkstatus<0>(const ChessPosition &, Move &) const;

@@ -23,8 +23,15 @@ class MoveGenerator {
     void generate_moves(const ChessPosition &pos, MoveList &list);
     void serialize_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
     void serialize_captures(const ChessPosition &pos, const MoveTable &table, MoveList &list);
+    // Appends the moves serialize_captures leaves out, so that the list then holds what serialize_moves
+    // gives, in the same order: a node that cuts on a capture never builds its quiet moves.
+    void serialize_quiet_moves(const ChessPosition &pos, const MoveTable &table, MoveList &list);
     // The number of legal moves, which generate_moves would list, without building them.
     int count_moves(const ChessPosition &pos);
+    // The legal move of this position that m names (a move read from the transposition table: from, to and
+    // kind of move, with the pieces the board shows), with its check flag as the serialisation sets it; a
+    // null move when it is not legal here. The table must be this position's.
+    Move legal_move(const ChessPosition &pos, const MoveTable &table, const Move &m);
     // Keeps one move (not the null move) out of a later serialisation of the same table.
     static void remove(const Move &m, MoveTable &table) { table[m.from_id()] &= ~(1ULL << m.to_id()); }
 
@@ -45,6 +52,7 @@ class MoveGenerator {
     // Squares of the own rooks that the king may castle with now.
     template <int colour> std::uint64_t castling_rooks(const ChessPosition &pos) const;
     template <int colour> void generate_castling(const ChessPosition &pos, MoveList &list);
+    template <int colour> Move find_legal(const ChessPosition &pos, const MoveTable &table, const Move &m);
     // The targets a piece of the side to move may go to without leaving its king attacked (pawn and piece
     // moves; en passant and the king are tested apart). Almost always everything: only when in check or
     // for a piece that may be pinned are the lines to the king walked, once per piece instead of per move.

@@ -16,6 +16,7 @@
 #include "eval/evaluation.h"
 #include "movegen/movegenerator.h"
 #include "search/move_ordering.h"
+#include "search/move_picker.h"
 #include "search/pv.h"
 #include "search/search_constants.h"
 #include "search/tables.h"
@@ -121,7 +122,12 @@ class Analysis {
     bool nullmove_allowed() const;
     int quiescence(int alpha, int beta, int qdepth);
     int see(const Move &m) { return static_exchange(m_pos, m); }
-    int extend(const MoveList &list, const Move &m);
+    int extend(const MoveList &list, const Move &m) {
+        return extend(list.size() == 1, m, m.check() && see(m) >= 0);
+    }
+    // The extension of m: only_move when it is the node's one legal move, safe_check when it checks and
+    // loses nothing by exchange.
+    int extend(bool only_move, const Move &m, bool safe_check);
     bool is_legal(const TTmove &m) const;
     void localsort(MoveList &list, int depth, bool pv, const Move &hashmove);
     ChessPosition &position() { return m_pos; }
@@ -239,6 +245,8 @@ class Analysis {
     Move m_root_moves[MoveList::capacity];
     int m_root_count = 0;
     Move m_moves[max_ply][MoveList::capacity];
+    MovePicker::Slot m_slots[max_ply][MoveList::capacity]; // the picker's room
+    Move m_tried[max_ply][MoveList::capacity];             // a node's moves searched so far, in order
     MoveGenerator::MoveTable m_tables_by_ply[max_ply];
     // Each ply's static score on the current path; no_static in check or where a ply has no node (a move
     // the mate-threat probe made).

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 
 #include "board/chessposition.h"
@@ -23,18 +24,18 @@ void HistoryTable::divide_by_8() {
             v = div8(v);
 }
 
-CounterMove::CounterMove() : m_table(new std::int64_t[entries]()) {}
-
-CounterMove::CounterMove(const CounterMove &o) : m_table(new std::int64_t[entries]) {
-    std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+CounterMove::CounterMove() : m_block(bytes), m_table(static_cast<std::int64_t *>(m_block.get())) {
+    if (!m_table) throw std::bad_alloc();
 }
 
+CounterMove::CounterMove(const CounterMove &o) : CounterMove() { *this = o; }
+
 CounterMove &CounterMove::operator=(const CounterMove &o) {
-    if (this != &o) std::copy(o.m_table.get(), o.m_table.get() + entries, m_table.get());
+    if (this != &o) std::copy(o.m_table, o.m_table + entries, m_table);
     return *this;
 }
 
-void CounterMove::clear() { std::fill(m_table.get(), m_table.get() + entries, 0); }
+void CounterMove::clear() { std::fill(m_table, m_table + entries, 0); }
 
 void CounterMove::divide_by_8() {
     for (int i = 0; i < entries; ++i)
@@ -78,32 +79,37 @@ void MoveOrdering::learn(const ChessPosition &pos, int ply, const MoveList &list
     m_killer.set_killer(ply, cut);
 }
 
+void QuietCandidates::offer(Move *slots, std::int64_t *values, int n, const Move &m, std::int64_t v) {
+    if (v <= 0) return;
+    for (int k = 0; k < n; ++k)
+        if (v > values[k]) {
+            for (int j = n - 1; j > k; --j) {
+                slots[j] = slots[j - 1];
+                values[j] = values[j - 1];
+            }
+            slots[k] = m;
+            values[k] = v;
+            return;
+        }
+}
+
+xmove_t QuietCandidates::class_of(const Move &m, std::uint64_t pawn_attacked) const {
+    if ((m_counter[0].word() && m == m_counter[0]) || (m_counter[1].word() && m == m_counter[1]) ||
+        (m_follow[0].word() && m == m_follow[0]) || (m_follow[1].word() && m == m_follow[1]))
+        return counter_move;
+    if (m_hist[0].word() && m == m_hist[0]) return historical_move1;
+    if (m_hist[1].word() && m == m_hist[1]) return historical_move2;
+    if (m_hist[2].word() && m == m_hist[2]) return historical_move3;
+    if (!Piece(m.piece_id()).pawn() && (pawn_attacked >> m.to_id() & 1)) return bad_move;
+    return xnormal_move;
+}
+
 void MoveOrdering::classify(ChessPosition &pos, int ply, MoveList &list, const Move &hashmove) const {
     const Move previous = pos.last_move();
     const Move own_previous = pos.move_before_last();
-    // Candidates among quiet moves: the best two counter moves, the best two follow-ups, the best three by
-    // history, each strictly better than the one it displaces.
-    Move counter[2], follow[2], hist[3];
-    std::int64_t counter_v[2] = {0, 0}, follow_v[2] = {0, 0}, hist_v[3] = {0, 0, 0};
-    auto offer = [](Move *slots, std::int64_t *values, int n, const Move &m, std::int64_t v) {
-        if (v <= 0) return;
-        for (int k = 0; k < n; ++k)
-            if (v > values[k]) {
-                for (int j = n - 1; j > k; --j) {
-                    slots[j] = slots[j - 1];
-                    values[j] = values[j - 1];
-                }
-                slots[k] = m;
-                values[k] = v;
-                return;
-            }
-    };
-    for (const Move &m : list) {
-        if (m.capture_id() != 0) continue;
-        if (previous.word()) offer(counter, counter_v, 2, m, m_counter.value(previous, m));
-        if (own_previous.word()) offer(follow, follow_v, 2, m, m_counter.value(own_previous, m));
-        offer(hist, hist_v, 3, m, m_history.value(m));
-    }
+    QuietCandidates candidates;
+    for (const Move &m : list)
+        if (m.capture_id() == 0) candidates.offer(m, counts(m, previous, own_previous));
     const Move killer_a = m_killer.get_killerA(ply), killer_b = m_killer.get_killerB(ply);
     const std::uint64_t pawn_attacked = pawn_attacked_squares(pos).value();
     for (Move &m : list) {
@@ -119,19 +125,8 @@ void MoveOrdering::classify(ChessPosition &pos, int ply, MoveList &list, const M
             x = promotion;
         } else if (m == killer_a || m == killer_b) {
             x = killer;
-        } else if ((counter[0].word() && m == counter[0]) || (counter[1].word() && m == counter[1]) ||
-                   (follow[0].word() && m == follow[0]) || (follow[1].word() && m == follow[1])) {
-            x = counter_move;
-        } else if (hist[0].word() && m == hist[0]) {
-            x = historical_move1;
-        } else if (hist[1].word() && m == hist[1]) {
-            x = historical_move2;
-        } else if (hist[2].word() && m == hist[2]) {
-            x = historical_move3;
-        } else if (!Piece(m.piece_id()).pawn() && (pawn_attacked >> m.to_id() & 1)) {
-            x = bad_move;
         } else {
-            x = xnormal_move;
+            x = candidates.class_of(m, pawn_attacked);
         }
         m.xcode(x);
     }
@@ -149,13 +144,8 @@ void MoveOrdering::order_quiet_moves(const ChessPosition &pos, MoveList &list) c
             continue;
         }
         int end = i;
-        for (; end < n && list[end].xcode() == x; ++end) {
-            const Move &m = list[end];
-            std::int64_t k = m_history.value(m);
-            if (previous.word()) k += m_counter.value(previous, m);
-            if (own_previous.word()) k += m_counter.value(own_previous, m);
-            key[end] = k;
-        }
+        for (; end < n && list[end].xcode() == x; ++end)
+            key[end] = counts(list[end], previous, own_previous).rank();
         // Insertion sort, stable: equal keys keep the order the class sort left them in.
         for (int a = i + 1; a < end; ++a) {
             const Move m = list[a];

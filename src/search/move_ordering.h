@@ -3,10 +3,11 @@
 #ifndef DRAVNIK_SEARCH_MOVE_ORDERING_H
 #define DRAVNIK_SEARCH_MOVE_ORDERING_H
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "board/move.h"
+#include "search/large_block.h"
 
 // Counters by moving piece (0-14) and target square.
 class HistoryTable {
@@ -47,7 +48,8 @@ class CounterMove {
     static int index(const Move &earlier, const Move &m) {
         return ((earlier.piece_id() * 64 + earlier.to_id()) * 15 + m.piece_id()) * 64 + m.to_id();
     }
-    std::unique_ptr<std::int64_t[]> m_table;
+    LargeBlock m_block;
+    std::int64_t *m_table; // in m_block
 };
 
 // Two cut moves per ply, A the newest. Plies outside the table are ignored and read as no move.
@@ -95,6 +97,34 @@ class ChessPosition;
 // The squares the opponent's pawns attack: quiet piece moves onto them are ordered late.
 BitBoard pawn_attacked_squares(const ChessPosition &pos);
 
+// What the learning tables know of one quiet move at a node: its history, and its counts after the
+// opponent's last move (counter move) and after the side's own move before it (follow-up).
+struct QuietCounts {
+    std::int64_t history, counter, follow;
+    // The order of the plain quiet moves: the three added.
+    std::int64_t rank() const { return history + counter + follow; }
+};
+
+// The quiet moves the learning tables single out at a node: the best two counter moves, the best two
+// follow-ups and the best three by history, each strictly better than the one it displaces (so the first of
+// equals stays) and none without a positive count.
+class QuietCandidates {
+  public:
+    void offer(const Move &m, const QuietCounts &c) {
+        offer(m_counter, m_counter_v, 2, m, c.counter);
+        offer(m_follow, m_follow_v, 2, m, c.follow);
+        offer(m_hist, m_hist_v, 3, m, c.history);
+    }
+    // A quiet move's class: counter_move, historical_move1-3, then (not a candidate) bad_move for a piece
+    // going where an enemy pawn takes it, xnormal_move for the rest.
+    xmove_t class_of(const Move &m, std::uint64_t pawn_attacked) const;
+
+  private:
+    static void offer(Move *slots, std::int64_t *values, int n, const Move &m, std::int64_t v);
+    Move m_counter[2], m_follow[2], m_hist[3];
+    std::int64_t m_counter_v[2] = {0, 0}, m_follow_v[2] = {0, 0}, m_hist_v[3] = {0, 0, 0};
+};
+
 // One search thread's learning tables and the ordering classes they give a node's moves. The search asks;
 // the ordering never searches.
 class MoveOrdering {
@@ -110,6 +140,12 @@ class MoveOrdering {
     }
     void clear_killers() { m_killer.clear(); }
     std::int64_t history(const Move &m) const { return m_history.value(m); }
+    QuietCounts counts(const Move &m, const Move &previous, const Move &own_previous) const {
+        return {m_history.value(m), previous.word() ? m_counter.value(previous, m) : 0,
+                own_previous.word() ? m_counter.value(own_previous, m) : 0};
+    }
+    Move killer_a(int ply) const { return m_killer.get_killerA(ply); }
+    Move killer_b(int ply) const { return m_killer.get_killerB(ply); }
     // A new search keeps an eighth of what the last one learnt, and no killers (their plies have moved).
     void new_search() {
         m_history.divide_by_8();

@@ -167,27 +167,18 @@ std::string Bucket::dump() const {
     return out.str();
 }
 
-Bucket *TranspositionTable::allocate(std::uint64_t count, void *&block) {
-    // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; one spare bucket
-    // leaves room to align the array to a cache line.
-    block = std::calloc(static_cast<std::size_t>(count + 1), sizeof(Bucket));
-    if (!block) return nullptr;
-    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t aligned =
-        (at + alignof(Bucket) - 1) & ~static_cast<std::uintptr_t>(alignof(Bucket) - 1);
+Bucket *TranspositionTable::allocate(std::uint64_t count, LargeBlock &block) {
+    block = LargeBlock(static_cast<std::size_t>(count) * sizeof(Bucket));
     // Zeroed memory already holds empty buckets (plain words, trivially copyable and destructible); running
     // their constructors would write every page that the zeroed allocation spared.
-    return reinterpret_cast<Bucket *>(aligned);
+    return static_cast<Bucket *>(block.get());
 }
 
 TranspositionTable::TranspositionTable()
-    : m_buckets(nullptr), m_count(default_buckets), m_threshold(0), m_enabled(true), m_block(nullptr),
-      m_pristine(true) {
+    : m_buckets(nullptr), m_count(default_buckets), m_threshold(0), m_enabled(true), m_pristine(true) {
     m_buckets = allocate(default_buckets, m_block);
     if (!m_buckets) throw std::bad_alloc();
 }
-
-TranspositionTable::~TranspositionTable() { std::free(m_block); }
 
 void TranspositionTable::set_size(int megabytes) {
     if (megabytes < 6) megabytes = 6;
@@ -202,11 +193,10 @@ void TranspositionTable::set_size(int megabytes) {
     // 32-bit target).
     if (count >= std::numeric_limits<std::size_t>::max() / sizeof(Bucket)) throw TTAllocationError(failure);
     // The new array comes first so that a failure leaves the old table in service.
-    void *block = nullptr;
+    LargeBlock block;
     Bucket *fresh = allocate(count, block);
     if (!fresh) throw TTAllocationError(failure);
-    std::free(m_block);
-    m_block = block;
+    m_block = std::move(block);
     m_buckets = fresh;
     m_count = count;
     m_pristine.store(true, std::memory_order_relaxed);

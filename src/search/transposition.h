@@ -11,6 +11,7 @@
 
 #include "board/move.h"
 #include "egtb/endgame_tables.h"
+#include "search/large_block.h"
 
 class ChessPosition;
 
@@ -120,7 +121,6 @@ class TTAllocationError : public std::runtime_error {
 class TranspositionTable : public MemoryLender {
   public:
     TranspositionTable();
-    ~TranspositionTable();
     TranspositionTable(const TranspositionTable &) = delete;
     TranspositionTable &operator=(const TranspositionTable &) = delete;
 
@@ -185,13 +185,13 @@ class TranspositionTable : public MemoryLender {
     // Zeroed buckets, aligned to a cache line, from memory the system hands over already zeroed: a large
     // table is not written at all until the search stores into it. Null when it cannot be had. No huge
     // pages: they would move the zeroing of the whole table into the first moves of a game.
-    static Bucket *allocate(std::uint64_t count, void *&block);
+    static Bucket *allocate(std::uint64_t count, LargeBlock &block);
 
     Bucket *m_buckets;
     std::uint64_t m_count;
     std::atomic<std::uint64_t> m_threshold;
     bool m_enabled;
-    void *m_block; // what allocate() obtained, for freeing
+    LargeBlock m_block; // the buckets' memory
     // True while every bucket is known to be zero (fresh memory, or cleared and not written since), so
     // that a clear can skip the writing.
     std::atomic<bool> m_pristine;

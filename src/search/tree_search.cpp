@@ -241,8 +241,6 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     if (depth < 1 || m_ply > max_search_ply || m_ply >= max_ply - 8) return leaf(alpha, beta);
 
     // 4. The static score (none in check); a static mate score is returned as it stands.
-    MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
-    m_gen.create_movetable(m_pos, table);
     const bool in_check = m_pos.check();
     int s = -infinity;
     if (!in_check) {
@@ -280,22 +278,26 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         const int v = nullwindow_search(depth - verification_reduction, beta + verification_margin - 1,
                                         beta + verification_margin);
         if (v >= beta + verification_margin) return beta;
-        m_gen.create_movetable(m_pos, table); // the verification used this ply's table too
     }
     if (stop_requested()) return alpha;
 
-    // 9. The moves; mate or stalemate when there are none. The table is shared without locks: its move
-    //    is used only when the generator produces it too.
+    // 9. The table's move, if it is legal here (the table is shared without locks), is searched before the
+    //    node's moves are generated: a cut on it saves the generation and the ordering. In check the few
+    //    evasions are generated first, as a single one is extended; out of check a node with one legal
+    //    move is too rare to be worth counting them for its table move.
+    //    The pseudo-attack table only now: most nodes end before they need it.
+    MoveGenerator::MoveTable &table = m_tables_by_ply[m_ply];
+    m_gen.create_movetable(m_pos, table);
     MoveList list(m_moves[m_ply]);
-    m_gen.serialize_moves(m_pos, table, list);
-    if (list.size() == 0) return in_check ? m_ply - mate : 0;
-    Move hashmove;
-    for (const Move &m : list)
-        if (m == probed) hashmove = m;
+    if (in_check) {
+        m_gen.serialize_moves(m_pos, table, list);
+        if (list.size() == 0) return m_ply - mate;
+    }
+    const Move hashmove = m_gen.legal_move(m_pos, table, probed);
     if (!hashmove.word() && depth >= iir_depth) --depth;
-    // 10. The table's move, searched before the others are ordered: a cut here saves the sort.
+    MoveList tried(m_tried[m_ply]); // the moves searched, which share the blame if a later move cuts
     if (hashmove.word()) {
-        const int e = extend(list, hashmove);
+        const int e = extend(in_check && list.size() == 1, hashmove, hashmove.check() && see(hashmove) >= 0);
         make_move(hashmove);
         const int v = -nullwindow_search(depth - 1 + e, -beta, -alpha);
         unmake_move();
@@ -304,33 +306,44 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
             put_in_tt(lowerbound, depth, beta, hashmove);
             return beta;
         }
+        tried.push_back(hashmove);
+    }
+    // 10. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
+    //     the captures, and the quiet moves only when the picker comes to them (most cuts come before).
+    const bool probe_threats = m_ply <= 2 && depth > 4;
+    const bool staged = !in_check && !probe_threats;
+    if (!in_check) {
+        if (staged)
+            m_gen.serialize_captures(m_pos, table, list);
+        else
+            m_gen.serialize_moves(m_pos, table, list);
+    }
+    if (probe_threats) {
+        if (list.size() == 0) return 0;
+        localsort(list, depth, false, Move());
     }
 
-    // 11. The other moves in order: late quiet moves pruned near the leaves, the rest searched with a
-    //     reduction where allowed and searched again unreduced when the reduced search cuts.
-    localsort(list, depth, false, Move());
-    int searched = 0;
-    bool hash_passed = false;
-    for (int i = 0; i < list.size(); ++i) {
-        const Move m = list[i];
-        if (hashmove.word() && m == hashmove) {
-            hash_passed = true;
-            list[searched++] = m; // tried already: it shares the blame if a later move cuts
+    // 11. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
+    //     the rest searched with a reduction where allowed and searched again unreduced when the reduced
+    //     search cuts. The pruning of quiet moves only grows along a node's moves: once one is pruned,
+    //     the picker drops the rest.
+    MovePicker picker(m_pos, m_order, m_ply, list, hashmove, m_slots[m_ply],
+                      probe_threats ? MovePicker::mode_t::sorted : MovePicker::mode_t::all,
+                      staged ? &m_gen : nullptr, &table);
+    for (Move m; (m = picker.next()).word();) {
+        const int index = picker.index(); // the table's move, searched before, takes no place
+        if (!in_check && is_quiet(m) && !m.check() &&
+            (late_move_pruned(m_ply, depth, index, rising) || futile(depth, s, alpha))) {
+            picker.skip_quiets();
             continue;
-        }
-        // The hash move, searched before the loop, takes no place in the count that pruning reads.
-        const int index = hash_passed ? i - 1 : i;
-        if (!in_check && is_quiet(m) && !m.check()) {
-            if (late_move_pruned(m_ply, depth, index, rising)) continue;
-            if (futile(depth, s, alpha)) continue;
         }
         if (!in_check && !m.check() && depth <= exchange_pruning_depth && m_ply >= 2 &&
             (m.xcode() == losing_capture || m.xcode() == bad_move) &&
-            exchange_pruned(depth, m.capture_id() == 0, see(m)))
+            exchange_pruned(depth, m.capture_id() == 0, picker.exchange()))
             continue;
-        const int e = extend(list, m);
+        const int e = extend(in_check && list.size() == 1, m, m.check() && picker.exchange_at_least(0));
         const int r = may_reduce(e, in_check, m)
-                          ? adjusted_reduction(m_lmr.value(depth, index), m, m_order.history(m), rising)
+                          ? adjusted_reduction(m_lmr.value(depth, index), m, picker.history(), rising)
                           : 0;
         make_move(m);
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);
@@ -340,13 +353,15 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (stop_requested()) return alpha;
         // 12. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
         if (v > alpha) {
-            if (m.capture_id() == 0) m_order.learn(m_pos, m_ply, list, searched, m, depth);
+            if (m.capture_id() == 0) m_order.learn(m_pos, m_ply, tried, tried.size(), m, depth);
             put_in_tt(lowerbound, depth, beta, m);
             return beta;
         }
-        list[searched++] = m; // keep the moves tried so far in front for the learning step
+        tried.push_back(m);
     }
-    // 13. No move reached beta: an upper bound, with the table's move kept for the next visit.
+    // 13. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
+    //     table's move kept for the next visit.
+    if (!hashmove.word() && picker.list_empty()) return 0;
     put_in_tt(upperbound, depth, alpha, hashmove);
     return alpha;
 }
@@ -418,9 +433,10 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     }
     // 5. Captures that lose material are not searched; deep in the capture search, even exchanges neither.
     //    A child's mate score is moved one ply further from the root.
-    for (int i = 0; i < list.size(); ++i) {
-        const Move m = list[i];
-        if (!in_check && (qdepth < even_exchange_qdepth ? see(m) <= 0 : see(m) < 0)) continue;
+    MovePicker picker(m_pos, m_order, m_ply, list, Move(), m_slots[m_ply],
+                      in_check ? MovePicker::mode_t::all : MovePicker::mode_t::captures);
+    for (Move m; (m = picker.next()).word();) {
+        if (!in_check && !picker.exchange_at_least(qdepth < even_exchange_qdepth ? 1 : 0)) continue;
         make_move(m);
         const int child = quiescence(-beta, -alpha, qdepth - 1);
         int v = -child;
@@ -489,11 +505,10 @@ void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
 // ---------------------------------------------------------------------------------------------------------
 // Extensions
 
-int Analysis::extend(const MoveList &list, const Move &m) {
+int Analysis::extend(bool only_move, const Move &m, bool safe_check) {
     if (m_ply > m_iteration.load(std::memory_order_relaxed) + extension_reach) return 0;
     // A safe check, the only move, a pawn push of the ranks below, a mate threat.
-    bool candidate = m.check() && see(m) >= 0;
-    if (list.size() == 1) candidate = true;
+    bool candidate = safe_check || only_move;
     const int to = m.to_id();
     // The two colours' pawn ranks are not mirrored, and that is deliberate: a white pawn is extended when
     // it promotes (the eighth rank, squares 56-63), a black one when it reaches its sixth rank (the third,

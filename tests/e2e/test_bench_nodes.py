@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [228707, 242657, 67844]
-TOTAL_NODES = 539208
+POSITION_NODES = [187224, 248438, 86111]
+TOTAL_NODES = 521773
 
 
 def test_bench_node_counts(binary):

@@ -163,8 +163,21 @@ TEST(MoveGenerator, Chess960CastlingRules) {
     EXPECT_TRUE(noshield.has("c1b1", true));
 }
 
+namespace {
+// A move as the transposition table gives it back: squares and kind of move, the pieces read off the board.
+Move from_table(const ChessPosition &pos, int from, int to, unsigned code) {
+    const int piece = pos.get_piece_id_from(Square(from));
+    int captured = pos.get_piece_id_from(Square(to));
+    if (code == en_passant) captured = piece == wpawn ? bpawn : wpawn;
+    if (code == castling) captured = 0;
+    return Move(Square(from), Square(to), code, Piece(piece), Piece(captured));
+}
+} // namespace
+
 // Along random games from every reference position: the count agrees with the list, and every listed move
 // keeps the own king safe, keeps the keys, the material and the board consistent, and is undone exactly.
+// The table's move, searched before the list is made, is recognised for every listed move with its check
+// flag, and never for anything else.
 TEST(MoveGenerator, MovesAreLegalAndMakeAndUnmakeRestoreEverything) {
     const std::vector<std::string> fens = perft_fens();
     ASSERT_GT(fens.size(), 20u);
@@ -183,6 +196,22 @@ TEST(MoveGenerator, MovesAreLegalAndMakeAndUnmakeRestoreEverything) {
                 gen.generate_moves(pos, list);
                 ASSERT_EQ(gen.count_moves(pos), list.size()) << pos.fen();
                 if (list.size() == 0) break;
+                MoveGenerator::MoveTable table;
+                gen.create_movetable(pos, table);
+                for (const Move &m : list)
+                    ASSERT_EQ(gen.legal_move(pos, table, from_table(pos, m.from_id(), m.to_id(), m.code())),
+                              m)
+                        << pos.fen() << " " << m.algebraic(true);
+                const BitBoard own = pos.white_to_move() ? pos.white_pieces() : pos.black_pieces();
+                for (std::uint64_t b = own.value(); b; b &= b - 1)
+                    for (int k = 0; k < 4; ++k) {
+                        const Move t =
+                            from_table(pos, BitBoard::first_square(b).id(), static_cast<int>(rng() % 64),
+                                       static_cast<unsigned>(rng() % 8));
+                        const Move found = gen.legal_move(pos, table, t);
+                        ASSERT_TRUE(!found.word() || std::count(list.begin(), list.end(), found) == 1)
+                            << pos.fen() << " " << t.algebraic(true);
+                    }
                 const auto before = state(pos);
                 const int own_king = pos.white_to_move() ? wking : bking;
                 for (const Move &m : list) {

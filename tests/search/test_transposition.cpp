@@ -182,3 +182,20 @@ TEST(TTmove, RebuildsPiecesFromTheBoard) {
     EXPECT_EQ(TTmove(promo)(position).word(), promo.word() & 0xFFFFFF);
     EXPECT_EQ(TTmove()(position).word(), 0u);
 }
+
+TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
+    // A block of a large page or more starts on a large page (two megabytes), a smaller one on a cache line;
+    // both read as zeros to their last byte, and a moved block keeps its memory.
+    for (const std::size_t bytes : {std::size_t{3} << 20, std::size_t{1000}}) {
+        LargeBlock block(bytes);
+        const auto *p = static_cast<const unsigned char *>(block.get());
+        ASSERT_NE(p, nullptr);
+        const std::uintptr_t align = bytes >= (std::size_t{1} << 21) ? std::uintptr_t{1} << 21 : 64;
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % align, 0u) << bytes;
+        EXPECT_EQ(p[0] | p[bytes / 2] | p[bytes - 1], 0) << bytes;
+        LargeBlock moved(std::move(block));
+        EXPECT_EQ(moved.get(), p);
+        EXPECT_EQ(block.get(), nullptr);
+    }
+    EXPECT_EQ(LargeBlock(SIZE_MAX - 100).get(), nullptr);
+}

@@ -1,0 +1,38 @@
+#include "search/large_block.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+namespace {
+constexpr std::size_t cache_line = 64;
+// Two megabytes on x86-64, and on 32-bit ARM with large physical addresses.
+constexpr std::size_t large_page = std::size_t{1} << 21;
+} // namespace
+
+LargeBlock::LargeBlock(std::size_t bytes) {
+    const std::size_t align = bytes >= large_page ? large_page : cache_line;
+    if (bytes > SIZE_MAX - align) return;
+    // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; the spare room
+    // is for the alignment.
+    m_raw = std::calloc(bytes + align, 1);
+    if (!m_raw) return;
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(m_raw);
+    m_data = reinterpret_cast<void *>((at + align - 1) & ~static_cast<std::uintptr_t>(align - 1));
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    // Advice only, given before the pages are first touched: without large pages the block works as well.
+    if (align == large_page) madvise(m_data, bytes, MADV_HUGEPAGE);
+#endif
+}
+
+LargeBlock &LargeBlock::operator=(LargeBlock &&o) noexcept {
+    std::swap(m_raw, o.m_raw);
+    std::swap(m_data, o.m_data);
+    return *this;
+}
+
+LargeBlock::~LargeBlock() { std::free(m_raw); }
