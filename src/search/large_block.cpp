@@ -14,7 +14,7 @@ constexpr std::size_t cache_line = 64;
 constexpr std::size_t large_page = std::size_t{1} << 21;
 } // namespace
 
-LargeBlock::LargeBlock(std::size_t bytes) {
+LargeBlock::LargeBlock(std::size_t bytes, pages kind) {
     const std::size_t align = bytes >= large_page ? large_page : cache_line;
     if (bytes > SIZE_MAX - align) return;
     // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; the spare room
@@ -25,7 +25,7 @@ LargeBlock::LargeBlock(std::size_t bytes) {
     m_data = reinterpret_cast<void *>((at + align - 1) & ~static_cast<std::uintptr_t>(align - 1));
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
     // Advice only, given before the pages are first touched: without large pages the block works as well.
-    if (align == large_page) madvise(m_data, bytes, MADV_HUGEPAGE);
+    if (kind == pages::large && align == large_page) madvise(m_data, bytes, MADV_HUGEPAGE);
 #endif
 }
 

@@ -5,14 +5,17 @@
 #include <cstddef>
 
 // A zeroed block of at least the bytes asked for, aligned to a cache line and, when it spans at least one
-// of the processor's large pages, to a large page and backed by large pages where the system offers them:
-// with small pages most random probes of a table of many megabytes also miss the processor's address cache
-// (a fifth of the search's node rate on a desktop machine). Fresh pages from the system are not written
-// until used. A failed allocation leaves an empty block (get() is null).
+// of the processor's large pages, to a large page. Asked for with large pages, it is backed by them where
+// the system offers them: with small pages most random probes of a table of many megabytes also miss the
+// processor's address cache. But the system zeroes (and may first compact memory for) a large page at its
+// first touch, which a table written all over at the start of a search pays for in its first moves. Fresh
+// pages from the system are not written until used. A failed allocation leaves an empty block (get() is
+// null).
 class LargeBlock {
   public:
+    enum class pages { small, large };
     LargeBlock() = default;
-    explicit LargeBlock(std::size_t bytes);
+    LargeBlock(std::size_t bytes, pages kind);
     LargeBlock(LargeBlock &&o) noexcept : m_raw(o.m_raw), m_data(o.m_data) { o.m_raw = o.m_data = nullptr; }
     LargeBlock &operator=(LargeBlock &&o) noexcept;
     LargeBlock(const LargeBlock &) = delete;

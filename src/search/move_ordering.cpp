@@ -24,7 +24,8 @@ void HistoryTable::divide_by_8() {
             v = div8(v);
 }
 
-CounterMove::CounterMove() : m_block(bytes), m_table(static_cast<std::int64_t *>(m_block.get())) {
+CounterMove::CounterMove()
+    : m_block(bytes, LargeBlock::pages::large), m_table(static_cast<std::int64_t *>(m_block.get())) {
     if (!m_table) throw std::bad_alloc();
 }
 

@@ -187,7 +187,7 @@ TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
     // A block of a large page or more starts on a large page (two megabytes), a smaller one on a cache line;
     // both read as zeros to their last byte, and a moved block keeps its memory.
     for (const std::size_t bytes : {std::size_t{3} << 20, std::size_t{1000}}) {
-        LargeBlock block(bytes);
+        LargeBlock block(bytes, LargeBlock::pages::large);
         const auto *p = static_cast<const unsigned char *>(block.get());
         ASSERT_NE(p, nullptr);
         const std::uintptr_t align = bytes >= (std::size_t{1} << 21) ? std::uintptr_t{1} << 21 : 64;
@@ -197,5 +197,5 @@ TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
         EXPECT_EQ(moved.get(), p);
         EXPECT_EQ(block.get(), nullptr);
     }
-    EXPECT_EQ(LargeBlock(SIZE_MAX - 100).get(), nullptr);
+    EXPECT_EQ(LargeBlock(SIZE_MAX - 100, LargeBlock::pages::large).get(), nullptr);
 }
