@@ -8,12 +8,13 @@
 // of the processor's large pages, to a large page. Asked for with large pages, it is backed by them where
 // the system offers them: with small pages most random probes of a table of many megabytes also miss the
 // processor's address cache. But the system zeroes (and may first compact memory for) a large page at its
-// first touch, which a table written all over at the start of a search pays for in its first moves. Fresh
-// pages from the system are not written until used. A failed allocation leaves an empty block (get() is
-// null).
+// first touch: a table probed all over from a search's first nodes would pay for that in its first move,
+// so such a block is asked for touched, and every page is faulted in when the block is made (at start-up
+// or when the table is resized, where no clock runs). Otherwise fresh pages from the system are not
+// written until used. A failed allocation leaves an empty block (get() is null).
 class LargeBlock {
   public:
-    enum class pages { small, large };
+    enum class pages { small, large, large_touched };
     LargeBlock() = default;
     LargeBlock(std::size_t bytes, pages kind);
     LargeBlock(LargeBlock &&o) noexcept : m_raw(o.m_raw), m_data(o.m_data) { o.m_raw = o.m_data = nullptr; }

@@ -168,9 +168,9 @@ std::string Bucket::dump() const {
 }
 
 Bucket *TranspositionTable::allocate(std::uint64_t count, LargeBlock &block) {
-    // Small pages: a search probes the whole table within its first thousands of nodes, and faulting it in
-    // by large pages made a 50 ms answer take up to 190 ms at Hash 1024.
-    block = LargeBlock(static_cast<std::size_t>(count) * sizeof(Bucket), LargeBlock::pages::small);
+    // Large pages, touched now: a search probes the whole table within its first thousands of nodes, and
+    // faulting it in by large pages during the search made a 50 ms answer take up to 190 ms at Hash 1024.
+    block = LargeBlock(static_cast<std::size_t>(count) * sizeof(Bucket), LargeBlock::pages::large_touched);
     // Zeroed memory already holds empty buckets (plain words, trivially copyable and destructible); running
     // their constructors would write every page that the zeroed allocation spared.
     return static_cast<Bucket *>(block.get());

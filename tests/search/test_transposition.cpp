@@ -1,6 +1,12 @@
 // The transposition table: records, buckets and their replacement, sizes, clears, lent memory, table moves.
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 #include "search_test_util.h"
 
 namespace {
@@ -186,16 +192,31 @@ TEST(TTmove, RebuildsPiecesFromTheBoard) {
 TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
     // A block of a large page or more starts on a large page (two megabytes), a smaller one on a cache line;
     // both read as zeros to their last byte, and a moved block keeps its memory.
-    for (const std::size_t bytes : {std::size_t{3} << 20, std::size_t{1000}}) {
-        LargeBlock block(bytes, LargeBlock::pages::large);
-        const auto *p = static_cast<const unsigned char *>(block.get());
-        ASSERT_NE(p, nullptr);
-        const std::uintptr_t align = bytes >= (std::size_t{1} << 21) ? std::uintptr_t{1} << 21 : 64;
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % align, 0u) << bytes;
-        EXPECT_EQ(p[0] | p[bytes / 2] | p[bytes - 1], 0) << bytes;
-        LargeBlock moved(std::move(block));
-        EXPECT_EQ(moved.get(), p);
-        EXPECT_EQ(block.get(), nullptr);
-    }
+    for (const std::size_t bytes : {std::size_t{3} << 20, std::size_t{1000}})
+        for (const LargeBlock::pages kind : {LargeBlock::pages::large, LargeBlock::pages::large_touched}) {
+            LargeBlock block(bytes, kind);
+            const auto *p = static_cast<const unsigned char *>(block.get());
+            ASSERT_NE(p, nullptr);
+            const std::uintptr_t align = bytes >= (std::size_t{1} << 21) ? std::uintptr_t{1} << 21 : 64;
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % align, 0u) << bytes;
+            EXPECT_EQ(p[0] | p[bytes / 2] | p[bytes - 1], 0) << bytes;
+            LargeBlock moved(std::move(block));
+            EXPECT_EQ(moved.get(), p);
+            EXPECT_EQ(block.get(), nullptr);
+        }
     EXPECT_EQ(LargeBlock(SIZE_MAX - 100, LargeBlock::pages::large).get(), nullptr);
 }
+
+#if defined(__linux__)
+// A touched block is in memory, every page of it, before anyone reads it: the search's first probes must
+// not wait for the system to fault it in.
+TEST(LargeBlock, TouchedBlockIsResidentWhenMade) {
+    const std::size_t bytes = std::size_t{5} << 20, page = 4096;
+    const LargeBlock block(bytes, LargeBlock::pages::large_touched);
+    ASSERT_NE(block.get(), nullptr);
+    std::vector<unsigned char> resident(bytes / page);
+    ASSERT_EQ(mincore(block.get(), bytes, resident.data()), 0);
+    for (std::size_t i = 0; i < resident.size(); ++i)
+        ASSERT_TRUE(resident[i] & 1) << "page " << i;
+}
+#endif
