@@ -172,7 +172,7 @@ Bucket *TranspositionTable::allocate(std::uint64_t count, LargeBlock &block) {
     // faulting it in by large pages during the search made a 50 ms answer take up to 190 ms at Hash 1024.
     block = LargeBlock(static_cast<std::size_t>(count) * sizeof(Bucket), LargeBlock::pages::large_touched);
     // Zeroed memory already holds empty buckets (plain words, trivially copyable and destructible); running
-    // their constructors would write every page that the zeroed allocation spared.
+    // their constructors would be a second pass over the whole table.
     return static_cast<Bucket *>(block.get());
 }
 
