@@ -6,6 +6,7 @@
 
 #if defined(__linux__)
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 namespace {
@@ -18,6 +19,14 @@ constexpr std::size_t small_page = 4096;
 LargeBlock::LargeBlock(std::size_t bytes, pages kind) {
     const std::size_t align = bytes >= large_page ? large_page : cache_line;
     if (bytes > SIZE_MAX - align) return;
+#if defined(__linux__)
+    // Touching more than the machine's memory would bring the system's out-of-memory killer, not a failed
+    // allocation: such a block is refused like one the allocator cannot give.
+    const long phys_pages = sysconf(_SC_PHYS_PAGES), page_bytes = sysconf(_SC_PAGESIZE);
+    if (kind == pages::large_touched && phys_pages > 0 && page_bytes > 0 &&
+        bytes / static_cast<std::size_t>(page_bytes) >= static_cast<std::size_t>(phys_pages))
+        return;
+#endif
     // calloc, unlike new[], may take fresh pages from the system and skip zeroing them; the spare room
     // is for the alignment.
     m_raw = std::calloc(bytes + align, 1);

@@ -5,6 +5,7 @@
 
 #if defined(__linux__)
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 #include "search_test_util.h"
@@ -205,6 +206,14 @@ TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
             EXPECT_EQ(block.get(), nullptr);
         }
     EXPECT_EQ(LargeBlock(SIZE_MAX - 100, LargeBlock::pages::large).get(), nullptr);
+#if defined(__linux__)
+    // As much as the machine's memory, touched, is refused before a page is written (the allocator alone
+    // would give it, and the touch would bring the out-of-memory killer).
+    const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
+    if (memory < SIZE_MAX / 2)
+        EXPECT_EQ(LargeBlock(static_cast<std::size_t>(memory), LargeBlock::pages::large_touched).get(),
+                  nullptr);
+#endif
 }
 
 #if defined(__linux__)
