@@ -35,7 +35,7 @@ LargeBlock::LargeBlock(std::size_t bytes, pages kind) {
     m_data = reinterpret_cast<void *>((at + align - 1) & ~static_cast<std::uintptr_t>(align - 1));
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
     // Advice only, given before the pages are first touched: without large pages the block works as well.
-    if (kind != pages::small && align == large_page) madvise(m_data, bytes, MADV_HUGEPAGE);
+    if (align == large_page) madvise(m_data, bytes, MADV_HUGEPAGE);
 #endif
     if (kind == pages::large_touched) {
         // A write per small page: each large page is faulted in by its first, and where the system gave

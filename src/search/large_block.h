@@ -5,16 +5,16 @@
 #include <cstddef>
 
 // A zeroed block of at least the bytes asked for, aligned to a cache line and, when it spans at least one
-// of the processor's large pages, to a large page. Asked for with large pages, it is backed by them where
-// the system offers them: with small pages most random probes of a table of many megabytes also miss the
-// processor's address cache. But the system zeroes (and may first compact memory for) a large page at its
-// first touch: a table probed all over from a search's first nodes would pay for that in its first move,
-// so such a block is asked for touched, and every page is faulted in when the block is made (at start-up
-// or when the table is resized, where no clock runs). Otherwise fresh pages from the system are not
-// written until used. A failed allocation leaves an empty block (get() is null).
+// of the processor's large pages, to a large page, and backed by large pages where the system offers
+// them: with small pages most random probes of a table of many megabytes also miss the processor's address
+// cache. But the system zeroes (and may first compact memory for) a large page at its first touch: a table
+// probed all over from a search's first nodes would pay for that in its first move, so such a block may be
+// asked for touched, and every page is faulted in when the block is made (at start-up or when the table is
+// resized, where no clock runs). Otherwise fresh pages from the system are not written until used. A failed
+// allocation leaves an empty block (get() is null).
 class LargeBlock {
   public:
-    enum class pages { small, large, large_touched };
+    enum class pages { large, large_touched };
     LargeBlock() = default;
     LargeBlock(std::size_t bytes, pages kind);
     LargeBlock(LargeBlock &&o) noexcept : m_raw(o.m_raw), m_data(o.m_data) { o.m_raw = o.m_data = nullptr; }

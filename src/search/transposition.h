@@ -182,10 +182,8 @@ class TranspositionTable : public MemoryLender {
     static constexpr std::uint64_t default_buckets = 2097152;
 
   private:
-    // Zeroed buckets, aligned to a cache line (to a large page when the table spans one), from memory the
-    // system hands over already zeroed: a large table is not written at all until the search stores into
-    // it. Null when it cannot be had. No huge pages: they would move the zeroing of the whole table into
-    // the first moves of a game.
+    // Zeroed buckets in large pages, every page touched before the search starts (see LargeBlock); null
+    // when they cannot be had.
     static Bucket *allocate(std::uint64_t count, LargeBlock &block);
 
     Bucket *m_buckets;
