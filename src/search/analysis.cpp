@@ -168,7 +168,8 @@ void Analysis::iterative_search() {
         m_gen.generate_moves(m_pos, root);
         select_searchmoves(root);
         m_root_count = root.size();
-        std::copy(root.begin(), root.end(), m_root_moves);
+        for (int i = 0; i < m_root_count; ++i) // a loop: GCC's link-time copy warns of a negative length
+            m_root_moves[i] = root[i];
         if (root.size() > 0) m_best_move = root[0];
     }
     Window w{-infinity, infinity};
