@@ -210,9 +210,10 @@ TEST(LargeBlock, AlignedZeroedAndEmptyWhenItCannotExist) {
     // As much as the machine's memory, touched, is refused before a page is written (the allocator alone
     // would give it, and the touch would bring the out-of-memory killer).
     const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
-    if (memory < SIZE_MAX / 2)
+    if (memory < SIZE_MAX / 2) {
         EXPECT_EQ(LargeBlock(static_cast<std::size_t>(memory), LargeBlock::pages::large_touched).get(),
                   nullptr);
+    }
 #endif
 }
 
