@@ -86,7 +86,7 @@ soak: release
 # rank correlation, the sign agreement beyond half a pawn and the positions of the largest disagreement.
 JUDGEMENTS ?= ../shared/data/judgements.epd
 judge: release
-	python3 tools/judgement.py $(RELEASE_DIR)/dravnik $(JUDGEMENTS)
+	python3 tools/judgement.py $(RELEASE_DIR)/dravnik $(JUDGEMENTS) $(JUDGE_ARGS)
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
 # DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.

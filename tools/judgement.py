@@ -1,18 +1,20 @@
 #!/usr/bin/env python3
 """How the static evaluation judges positions against a stronger engine's search scores.
 
-  tools/judgement.py ENGINE [POSITIONS.epd] [--worst 20] [--units-per-pawn 266]
+  tools/judgement.py ENGINE [POSITIONS.epd] [--worst 20] [--units-per-pawn 266] [--terms]
 
 Each EPD line holds a FEN and "score_cp N" (the stronger engine's score, centipawns, White's view). Prints
 the rank correlation (Spearman) of the engine's `eval` total with those scores, the share of positions
 scored beyond half a pawn on which both agree in sign, and the positions where they disagree most (the
-evaluation scaled to centipawns, both clipped at ten pawns).
+evaluation scaled to centipawns, both clipped at ten pawns). With --terms, also each variable of the
+evaluation: its own rank correlation with those scores, its mean size, and how the total's rank correlation
+changes when it is left out (a positive change: the variable, as measured and scaled, misleads).
 """
 import argparse
 import os
 import re
 
-from eval_totals import eval_totals
+from eval_totals import blended_terms, eval_reports
 
 DEFAULT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "shared", "data",
                        "judgements.epd")
@@ -48,6 +50,7 @@ def main():
     ap.add_argument("positions", nargs="?", default=DEFAULT)
     ap.add_argument("--worst", type=int, default=20)
     ap.add_argument("--units-per-pawn", type=float, default=266.0)
+    ap.add_argument("--terms", action="store_true")
     args = ap.parse_args()
     fens, scores = [], []
     for line in open(args.positions):
@@ -55,8 +58,8 @@ def main():
         if m:
             fens.append(line.split(";")[0].strip())
             scores.append(int(m.group(1)))
-    totals = eval_totals(os.path.abspath(args.engine), fens)
-    kept = [(f, s, t) for f, s, t in zip(fens, scores, totals) if t is not None]
+    reports = eval_reports(os.path.abspath(args.engine), fens)
+    kept = [(f, s, r[0]) for f, s, r in zip(fens, scores, reports) if r is not None]
     ours = [t for _, _, t in kept]
     theirs = [s for _, s, _ in kept]
     rho = pearson(ranks(ours), ranks(theirs))
@@ -69,6 +72,25 @@ def main():
     print("where they disagree most (ours in cp, theirs):")
     for fen, s, t in gaps[:args.worst]:
         print("  %+6.0f %+6d  %s" % (t * 100.0 / args.units_per_pawn, s, fen))
+    if args.terms:
+        print_terms([blended_terms(r) for r in reports if r is not None], theirs)
+
+
+def print_terms(terms, theirs):
+    """Per variable: rank correlation alone, mean absolute share, and the change of the total's rank
+    correlation without it; most misleading first."""
+    their_ranks = ranks(theirs)
+    totals = [sum(v for _, v in t) for t in terms]
+    whole = pearson(ranks(totals), their_ranks)
+    rows = []
+    for i, (name, _) in enumerate(terms[0]):
+        alone = [t[i][1] for t in terms]
+        without = [total - a for total, a in zip(totals, alone)]
+        rows.append((pearson(ranks(without), their_ranks) - whole, name,
+                     sum(abs(a) for a in alone) / len(alone), pearson(ranks(alone), their_ranks)))
+    print("each variable (left out: change of the total's rank correlation; mean size in evaluation units):")
+    for change, name, size, alone in sorted(rows, reverse=True):
+        print("  %-28s left out %+.4f   mean size %7.1f   alone %+.3f" % (name, change, size, alone))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""The judgement tool's view of the evaluation: each variable's share blended by phase as the engine blends
+it, and the report of what each variable does to the rank correlation."""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ENGINE = os.path.abspath(sys.argv[1]) if len(sys.argv) > 1 else "build/release/dravnik"
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
+sys.path.insert(0, os.path.join(ROOT, "tools"))
+from eval_totals import blended_terms, eval_reports, middle_game_share  # noqa: E402
+
+# An opening, a middle game, a rook ending and a queen against a rook: phases from full to bare; each with
+# a score for White that follows the material.
+POSITIONS = [("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", 30),
+             ("r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 8", 20),
+             ("r2q1rk1/1b2bppp/p2ppn2/1p6/3NP3/1BN1B3/PPP2PPP/R2Q1RK1 w - - 0 11", 40),
+             ("8/5pk1/6p1/8/R7/6P1/5PK1/r7 w - - 0 40", 0),
+             ("8/5pk1/6p1/8/8/6P1/5PK1/r7 w - - 0 40", -500),
+             ("4k3/8/8/8/8/8/3QK3/7r w - - 0 1", 600)]
+
+
+class Judgement(unittest.TestCase):
+    def test_phase_follows_the_pieces_and_the_shares_add_up(self):
+        reports = eval_reports(ENGINE, [f for f, _ in POSITIONS[:4]] + ["not a position"])
+        self.assertIsNone(reports[-1])
+        shares = [middle_game_share(r) for r in reports[:-1]]
+        self.assertGreater(shares[0], 0.9)  # all pieces: the middle-game column counts
+        self.assertLess(shares[3], 0.35)  # a rook each: mostly the endgame column
+        self.assertGreater(shares[1], shares[3])
+        for report in reports[:-1]:
+            terms = blended_terms(report)
+            self.assertEqual(len(terms), 47)
+            self.assertEqual(terms[0][0], "material")
+            self.assertAlmostEqual(sum(v for _, v in terms), report[0], delta=1.0)
+
+    def test_terms_report_leaving_out_material_loses_most(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".epd", delete=False) as f:
+            for fen, score in POSITIONS:
+                f.write("%s; score_cp %d\n" % (fen, score))
+        try:
+            out = subprocess.run([sys.executable, os.path.join(ROOT, "tools", "judgement.py"), ENGINE, f.name,
+                                  "--terms"], capture_output=True, text=True, check=True).stdout
+        finally:
+            os.unlink(f.name)
+        self.assertIn("positions 6 (refused 0)", out)
+        rows = [line.split() for line in out.split("each variable")[1].splitlines()[1:]]
+        self.assertEqual(len(rows), 47)
+        changes = {r[0]: float(r[3]) for r in rows}
+        self.assertEqual(min(changes, key=changes.get), "material")
+        self.assertLess(changes["material"], 0.0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
