@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """How the static evaluation judges positions against a stronger engine's search scores.
 
-  tools/judgement.py ENGINE [POSITIONS.epd] [--worst 20] [--units-per-pawn 266] [--terms]
+  tools/judgement.py ENGINE [POSITIONS.epd] [--worst 20] [--units-per-pawn 266] [--terms] [--quiet]
 
 Each EPD line holds a FEN and "score_cp N" (the stronger engine's score, centipawns, White's view). Prints
 the rank correlation (Spearman) of the engine's `eval` total with those scores, the share of positions
@@ -9,10 +9,13 @@ scored beyond half a pawn on which both agree in sign, and the positions where t
 evaluation scaled to centipawns, both clipped at ten pawns). With --terms, also each variable of the
 evaluation: its own rank correlation with those scores, its mean size, and how the total's rank correlation
 changes when it is left out (a positive change: the variable, as measured and scaled, misleads).
+With --quiet, only the positions whose best move by the engine's own depth-4 search is neither a capture
+nor a promotion count: where an exchange is pending, the capture search, not the evaluation, must see it.
 """
 import argparse
 import os
 import re
+import subprocess
 
 from eval_totals import blended_terms, eval_reports
 
@@ -35,6 +38,43 @@ def ranks(values):
     return r
 
 
+def takes(fen, move):
+    """Whether the move (coordinate notation) captures or promotes in the position."""
+    if len(move) == 5 or move[2:4] == fen.split()[3]:
+        return True
+    target_file, target_rank = ord(move[2]) - ord("a"), int(move[3])
+    row, file = fen.split()[0].split("/")[8 - target_rank], 0
+    for ch in row:
+        if file > target_file:
+            break
+        if ch.isdigit():
+            file += int(ch)
+        elif file == target_file:
+            return True
+        else:
+            file += 1
+    return False
+
+
+def quiet(engine, fens, depth=4):
+    """Per FEN, whether the engine's best move at the depth is neither a capture nor a promotion."""
+    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    result = []
+    for fen in fens:
+        p.stdin.write("position fen %s\ngo depth %d\n" % (fen, depth))
+        p.stdin.flush()
+        line = ""
+        while not line.startswith("bestmove"):
+            line = p.stdout.readline()
+            if not line:
+                raise RuntimeError("the engine closed its output")
+        result.append(not takes(fen, line.split()[1]))
+    p.stdin.write("quit\n")
+    p.stdin.flush()
+    p.wait()
+    return result
+
+
 def pearson(x, y):
     n = len(x)
     mx, my = sum(x) / n, sum(y) / n
@@ -51,6 +91,7 @@ def main():
     ap.add_argument("--worst", type=int, default=20)
     ap.add_argument("--units-per-pawn", type=float, default=266.0)
     ap.add_argument("--terms", action="store_true")
+    ap.add_argument("--quiet", action="store_true")
     args = ap.parse_args()
     fens, scores = [], []
     for line in open(args.positions):
@@ -58,6 +99,11 @@ def main():
         if m:
             fens.append(line.split(";")[0].strip())
             scores.append(int(m.group(1)))
+    if args.quiet:
+        keep = quiet(os.path.abspath(args.engine), fens)
+        print("quiet: %d of %d positions" % (sum(keep), len(keep)))
+        fens = [f for f, k in zip(fens, keep) if k]
+        scores = [s for s, k in zip(scores, keep) if k]
     reports = eval_reports(os.path.abspath(args.engine), fens)
     kept = [(f, s, r[0]) for f, s, r in zip(fens, scores, reports) if r is not None]
     ours = [t for _, _, t in kept]

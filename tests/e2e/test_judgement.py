@@ -2,6 +2,7 @@
 """The judgement tool's view of the evaluation: each variable's share blended by phase as the engine blends
 it, and the report of what each variable does to the rank correlation."""
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -11,6 +12,7 @@ ENGINE = os.path.abspath(sys.argv[1]) if len(sys.argv) > 1 else "build/release/d
 ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 sys.path.insert(0, os.path.join(ROOT, "tools"))
 from eval_totals import blended_terms, eval_reports, middle_game_share  # noqa: E402
+from judgement import takes  # noqa: E402
 
 # An opening, a middle game, a rook ending and a queen against a rook: phases from full to bare; each with
 # a score for White that follows the material.
@@ -51,6 +53,26 @@ class Judgement(unittest.TestCase):
         changes = {r[0]: float(r[3]) for r in rows}
         self.assertEqual(min(changes, key=changes.get), "material")
         self.assertLess(changes["material"], 0.0)
+
+    def test_quiet_leaves_out_pending_captures(self):
+        self.assertTrue(takes("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", "d1d5"))
+        self.assertFalse(takes("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", "d1d4"))
+        self.assertTrue(takes("4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q"))
+        self.assertTrue(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 2", "d5e6"))
+        self.assertFalse(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - - 0 2", "d5d6"))
+        # The hanging rook is taken at once and left out; the first reply to 1.e4 is no capture.
+        with tempfile.NamedTemporaryFile("w", suffix=".epd", delete=False) as f:
+            for fen, score in POSITIONS + [("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", 900)]:
+                f.write("%s; score_cp %d\n" % (fen, score))
+        try:
+            out = subprocess.run([sys.executable, os.path.join(ROOT, "tools", "judgement.py"), ENGINE, f.name,
+                                  "--quiet"], capture_output=True, text=True, check=True).stdout
+        finally:
+            os.unlink(f.name)
+        kept = re.search(r"quiet: (\d+) of 7 positions\npositions (\d+) \(refused 0\)", out)
+        self.assertTrue(kept and kept.group(1) == kept.group(2) and int(kept.group(1)) < 7, out)
+        self.assertNotIn("3r4/8/8/8/3QK3", out)
+        self.assertIn("rnbqkbnr/pppppppp/8/8/4P3", out)
 
 
 if __name__ == "__main__":
