@@ -25,7 +25,7 @@ def eval_reports(engine, fens):
                 rows.append((fields[0], float(fields[1]), float(fields[2])))
     p.stdin.write("quit\n")
     p.stdin.flush()
-    p.wait()
+    p.communicate()  # waits, and closes the pipes
     return reports
 
 

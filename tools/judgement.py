@@ -71,7 +71,7 @@ def quiet(engine, fens, depth=4):
         result.append(not takes(fen, line.split()[1]))
     p.stdin.write("quit\n")
     p.stdin.flush()
-    p.wait()
+    p.communicate()  # waits, and closes the pipes
     return result
 
 
