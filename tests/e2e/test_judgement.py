@@ -24,6 +24,18 @@ POSITIONS = [("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", 30),
              ("4k3/8/8/8/8/8/3QK3/7r w - - 0 1", 600)]
 
 
+def judge(positions, option):
+    """The judgement tool's output on the positions (FEN, score) with the option."""
+    with tempfile.NamedTemporaryFile("w", suffix=".epd", delete=False) as f:
+        for fen, score in positions:
+            f.write("%s; score_cp %d\n" % (fen, score))
+    try:
+        return subprocess.run([sys.executable, os.path.join(ROOT, "tools", "judgement.py"), ENGINE, f.name,
+                               option], capture_output=True, text=True, check=True).stdout
+    finally:
+        os.unlink(f.name)
+
+
 class Judgement(unittest.TestCase):
     def test_phase_follows_the_pieces_and_the_shares_add_up(self):
         reports = eval_reports(ENGINE, [f for f, _ in POSITIONS[:4]] + ["not a position"])
@@ -39,14 +51,7 @@ class Judgement(unittest.TestCase):
             self.assertAlmostEqual(sum(v for _, v in terms), report[0], delta=1.0)
 
     def test_terms_report_leaving_out_material_loses_most(self):
-        with tempfile.NamedTemporaryFile("w", suffix=".epd", delete=False) as f:
-            for fen, score in POSITIONS:
-                f.write("%s; score_cp %d\n" % (fen, score))
-        try:
-            out = subprocess.run([sys.executable, os.path.join(ROOT, "tools", "judgement.py"), ENGINE, f.name,
-                                  "--terms"], capture_output=True, text=True, check=True).stdout
-        finally:
-            os.unlink(f.name)
+        out = judge(POSITIONS, "--terms")
         self.assertIn("positions 6 (refused 0)", out)
         rows = [line.split() for line in out.split("each variable")[1].splitlines()[1:]]
         self.assertEqual(len(rows), 47)
@@ -61,14 +66,7 @@ class Judgement(unittest.TestCase):
         self.assertTrue(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 2", "d5e6"))
         self.assertFalse(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - - 0 2", "d5d6"))
         # The hanging rook is taken at once and left out; the first reply to 1.e4 is no capture.
-        with tempfile.NamedTemporaryFile("w", suffix=".epd", delete=False) as f:
-            for fen, score in POSITIONS + [("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", 900)]:
-                f.write("%s; score_cp %d\n" % (fen, score))
-        try:
-            out = subprocess.run([sys.executable, os.path.join(ROOT, "tools", "judgement.py"), ENGINE, f.name,
-                                  "--quiet"], capture_output=True, text=True, check=True).stdout
-        finally:
-            os.unlink(f.name)
+        out = judge(POSITIONS + [("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", 900)], "--quiet")
         kept = re.search(r"quiet: (\d+) of 7 positions\npositions (\d+) \(refused 0\)", out)
         self.assertTrue(kept and kept.group(1) == kept.group(2) and int(kept.group(1)) < 7, out)
         self.assertNotIn("3r4/8/8/8/3QK3", out)
