@@ -38,22 +38,29 @@ def ranks(values):
     return r
 
 
-def takes(fen, move):
-    """Whether the move (coordinate notation) captures or promotes in the position."""
-    if len(move) == 5 or move[2:4] == fen.split()[3]:
-        return True
-    target_file, target_rank = ord(move[2]) - ord("a"), int(move[3])
-    row, file = fen.split()[0].split("/")[8 - target_rank], 0
-    for ch in row:
-        if file > target_file:
-            break
+def piece_at(fen, square):
+    """The FEN's piece letter on the square ("e4"), or None where it is empty."""
+    target_file, file = ord(square[0]) - ord("a"), 0
+    for ch in fen.split()[0].split("/")[8 - int(square[1])]:
         if ch.isdigit():
             file += int(ch)
         elif file == target_file:
-            return True
+            return ch
         else:
             file += 1
-    return False
+        if file > target_file:
+            return None
+    return None
+
+
+def takes(fen, move):
+    """Whether the move (coordinate notation) captures or promotes in the position; "0000" (no legal
+    move) does neither."""
+    if move == "0000":
+        return False
+    if len(move) == 5 or piece_at(fen, move[2:4]):
+        return True
+    return move[2:4] == fen.split()[3] and piece_at(fen, move[0:2]) in ("P", "p")
 
 
 def quiet(engine, fens, depth=4):

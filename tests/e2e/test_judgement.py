@@ -65,6 +65,9 @@ class Judgement(unittest.TestCase):
         self.assertTrue(takes("4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q"))
         self.assertTrue(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 2", "d5e6"))
         self.assertFalse(takes("4k3/8/8/3Pp3/8/8/8/4K3 w - - 0 2", "d5d6"))
+        self.assertFalse(takes("4k3/8/8/3Pp3/5N2/8/8/4K3 w - e6 0 2", "f4e6"))  # no pawn: no capture
+        self.assertFalse(takes("4k3/8/4p3/3P4/8/8/8/4K3 w - - 0 2", "e1e2"))
+        self.assertTrue(takes("4k3/8/4p3/3P4/8/8/8/4K3 w - - 0 2", "d5e6"))
         # The hanging rook is taken at once and left out; the first reply to 1.e4 is no capture.
         out = judge(POSITIONS + [("4k3/8/8/3r4/8/8/8/3QK3 w - - 0 1", 900)], "--quiet")
         kept = re.search(r"quiet: (\d+) of 7 positions\npositions (\d+) \(refused 0\)", out)
