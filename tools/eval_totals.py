@@ -1,31 +1,39 @@
-"""The engine's `eval` totals of positions, for the tools that study the evaluation."""
+"""The engine's `eval` totals of positions and its other answers per position, for the tools that study the
+evaluation."""
 import subprocess
+
+
+def answers(engine, fens, command, last):
+    """Per FEN from one engine process: its lines in answer to the position and the command, up to and
+    including the first line that starts with last."""
+    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    result = []
+    for fen in fens:
+        p.stdin.write("position fen %s\n%s\n" % (fen, command))
+        p.stdin.flush()
+        lines = []
+        while not lines or not lines[-1].startswith(last):
+            lines.append(p.stdout.readline())
+            if not lines[-1]:
+                raise RuntimeError("the engine closed its output")
+        result.append(lines)
+    p.stdin.write("quit\n")
+    p.stdin.flush()
+    p.communicate()  # waits, and closes the pipes
+    return result
 
 
 def eval_reports(engine, fens):
     """Per FEN from one engine process: (total, [(variable, middle-game part, endgame part), ...]) of its
     `eval` report (White's view), or None where the engine refused the position."""
-    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
     reports = []
-    for fen in fens:
-        p.stdin.write("position fen %s\neval\n" % fen)
-        p.stdin.flush()
-        refused = False  # a refused position leaves the previous one, whose report follows
-        rows = []
-        while True:
-            line = p.stdout.readline()
-            if not line:
-                raise RuntimeError("the engine closed its output")
-            refused |= line.startswith("info string")
-            if line.startswith("Total score:"):
-                reports.append(None if refused else (int(line.split()[2]), rows))
-                break
-            fields = line.split()
-            if len(fields) == 3:
-                rows.append((fields[0], float(fields[1]), float(fields[2])))
-    p.stdin.write("quit\n")
-    p.stdin.flush()
-    p.communicate()  # waits, and closes the pipes
+    for lines in answers(engine, fens, "eval", "Total score:"):
+        # A refused position leaves the previous one, whose report follows.
+        if any(line.startswith("info string") for line in lines):
+            reports.append(None)
+            continue
+        rows = [(f[0], float(f[1]), float(f[2])) for f in (line.split() for line in lines) if len(f) == 3]
+        reports.append((int(lines[-1].split()[2]), rows))
     return reports
 
 

@@ -15,9 +15,8 @@ nor a promotion count: where an exchange is pending, the capture search, not the
 import argparse
 import os
 import re
-import subprocess
 
-from eval_totals import blended_terms, eval_reports
+from eval_totals import answers, blended_terms, eval_reports
 
 DEFAULT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "shared", "data",
                        "judgements.epd")
@@ -65,21 +64,8 @@ def takes(fen, move):
 
 def quiet(engine, fens, depth=4):
     """Per FEN, whether the engine's best move at the depth is neither a capture nor a promotion."""
-    p = subprocess.Popen([engine], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    result = []
-    for fen in fens:
-        p.stdin.write("position fen %s\ngo depth %d\n" % (fen, depth))
-        p.stdin.flush()
-        line = ""
-        while not line.startswith("bestmove"):
-            line = p.stdout.readline()
-            if not line:
-                raise RuntimeError("the engine closed its output")
-        result.append(not takes(fen, line.split()[1]))
-    p.stdin.write("quit\n")
-    p.stdin.flush()
-    p.communicate()  # waits, and closes the pipes
-    return result
+    replies = answers(engine, fens, "go depth %d" % depth, "bestmove")
+    return [not takes(fen, lines[-1].split()[1]) for fen, lines in zip(fens, replies)]
 
 
 def pearson(x, y):
