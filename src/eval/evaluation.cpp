@@ -177,11 +177,8 @@ template <int colour> void Evaluation::king_safety_of(int *out) const {
     out[ks_castling] = ms.castling_right * ((rights != 0) + ((rights & (rights - 1)) != 0));
 
     if (!enemy_king) return;
-    // king_attack: zone attack units scaled by the number of attackers, capped.
-    const int attackers = m_mobility.king_attackers(colour);
-    const int attack =
-        m_mobility.king_attack_units(colour) * ms.attacker_factor[attackers < 7 ? attackers : 7];
-    out[ks_attack] = attack < ms.king_attack_cap ? attack : ms.king_attack_cap;
+    // king_attack: the danger our pieces put the enemy king in.
+    out[ks_attack] = m_mobility.king_danger(colour);
     // pawn_storm: own pawns on the enemy king's files, by how far they have advanced (4th to 7th rank).
     // The four ranks are four bytes of one 32-bit word: count each byte's pawns side by side, then one
     // multiplication sums the bytes with their weights into the top byte (a byte holds at most 3 pawns and

@@ -19,11 +19,22 @@ struct Measures {
     int bishop_mobility[14];
     int rook_mobility[15];
     int queen_mobility[28];
-    // Attack units of one attacked square of the enemy king's zone, for a knight, bishop, rook and queen.
-    int zone_weight[4];
-    // Factor on those units by the number of attacking pieces: a lone attacker does little.
-    int attacker_factor[8];
-    // Largest king attack counted: beyond it the king is lost anyway and a larger number only misleads.
+    // King danger, the enemy king's peril as one number: each piece attacking the zone (the king and its
+    // neighbours) weighs by kind (knight, bishop, rook, queen), and the summed weights count once per
+    // attacker, so that a lone attacker does little; then each attack on a zone square, each zone square
+    // attacked that no pawn, minor piece or rook defends, a safe check at hand by kind and a kind whose
+    // checks are all guarded; less without an own queen, from a base. Beyond the threshold the danger
+    // counts by its square over the divisor (a mating attack grows faster than its parts), up to the cap:
+    // beyond it the king is lost anyway and a larger number only misleads.
+    int attacker_weight[4];
+    int zone_attack;
+    int weak_zone_square;
+    int safe_check[4];
+    int unsafe_check;
+    int queenless;
+    int danger_offset;
+    int danger_threshold;
+    int danger_divisor;
     int king_attack_cap;
     // Pawn shield: an own pawn one rank ahead on a file at the king, two ranks ahead, and a file beside
     // the king that is off the board (the edge shields like a pawn).

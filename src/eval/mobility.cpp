@@ -17,22 +17,23 @@ constexpr u64 queenside_king[2] = {0x0600000000000000ULL, 0x06ULL};   // b, c
 
 } // namespace
 
-// One kind at a time, so that the kind's table and zone weight are constants of its loop.
+// One kind at a time, so that the kind's table and attacker weight are constants of its loop.
 template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64 occupied) {
     const int c = colour ? 0 : 8;
     const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
     const u64 safe = ~own & ~m_att[1 - colour][wpawn];
     const u64 enemy_zone = m_zone[1 - colour];
-    int units = 0, attackers = 0, squares = 0;
+    int zone_attacks = 0, attackers = 0, weight = 0, squares = 0;
     int *kind_mobility = m_kind_mobility[colour];
     const Measures &ms = measures();
     // The safe squares of one piece with attack set a; counts it against the enemy king's zone.
-    auto account = [&](u64 a, int zone_weight) {
+    auto account = [&](u64 a, int attacker_weight) {
         const int n = popcnt(a & safe);
         squares += n;
         if (const u64 in_zone = a & enemy_zone) {
             ++attackers;
-            units += zone_weight * popcnt(in_zone);
+            weight += attacker_weight;
+            zone_attacks += popcnt(in_zone);
         }
         return n;
     };
@@ -42,12 +43,12 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     for (u64 b = pos.pieces(wknight + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.knight(Square(lsb(b))).value();
         knights |= a;
-        knight_mob += ms.knight_mobility[account(a, ms.zone_weight[0])];
+        knight_mob += ms.knight_mobility[account(a, ms.attacker_weight[0])];
     }
     for (u64 b = pos.pieces(wbishop + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.bishop(Square(lsb(b)), occupied).value();
         bishops |= a;
-        bishop_mob += ms.bishop_mobility[account(a, ms.zone_weight[1])];
+        bishop_mob += ms.bishop_mobility[account(a, ms.attacker_weight[1])];
     }
     const u64 king = pos.pieces(wking + c).value();
     // Rooks can be shut in only by an own king that has lost its castling rights.
@@ -57,7 +58,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
         const int s = lsb(b);
         const u64 a = m_attacks.rook(Square(s), occupied).value();
         rooks |= a;
-        rook_mob += ms.rook_mobility[account(a, ms.zone_weight[2])];
+        rook_mob += ms.rook_mobility[account(a, ms.attacker_weight[2])];
         if (may_lock) {
             const u64 rb = b & (0 - b), free = a & ~own;
             const int king_file = lsb(king) & 7;
@@ -70,7 +71,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     for (u64 b = pos.pieces(wqueen + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.queen(Square(lsb(b)), occupied).value();
         queens |= a;
-        queen_mob += ms.queen_mobility[account(a, ms.zone_weight[3])];
+        queen_mob += ms.queen_mobility[account(a, ms.attacker_weight[3])];
     }
     u64 *att = m_att[colour];
     att[wknight] = knights;
@@ -83,8 +84,9 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     kind_mobility[wbishop] = bishop_mob;
     kind_mobility[wrook] = rook_mob;
     kind_mobility[wqueen] = queen_mob;
-    m_king_units[colour] = units;
+    m_zone_attacks[colour] = zone_attacks;
     m_king_attackers[colour] = attackers;
+    m_attacker_weight[colour] = weight;
     m_squares[colour] = squares;
     m_locked[colour] = locked;
 }
@@ -99,6 +101,41 @@ template <int colour> int Mobility::safe_queen_checks(const ChessPosition &pos, 
     const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
     const u64 checks = m_attacks.queen(k, occupied).value();
     return popcnt(checks & queens_reach & ~own & ~m_att[1 - colour][0]);
+}
+
+// The enemy king's danger from the colour's pieces: see Measures for its parts.
+template <int colour> int Mobility::danger(const ChessPosition &pos, u64 occupied) const {
+    const u64 enemy_king = pos.pieces(colour ? bking : wking).value();
+    if (!enemy_king) return 0;
+    const Measures &ms = measures();
+    const u64 *us = m_att[colour], *them = m_att[1 - colour];
+    const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
+    // Zone squares only the king or queen defends: the ones an attack breaks through.
+    const u64 defended = them[wpawn] | them[wknight] | them[wbishop] | them[wrook];
+    const int weak = popcnt(m_zone[1 - colour] & us[7] & ~defended);
+    int danger = m_king_attackers[colour] * m_attacker_weight[colour] +
+                 ms.zone_attack * m_zone_attacks[colour] + ms.weak_zone_square * weak + ms.danger_offset;
+
+    // Checks at hand by kind: safe where no enemy piece guards the square; a kind whose checks are all
+    // guarded still ties the defence down.
+    const Square k = BitBoard::first_square(enemy_king);
+    const u64 diagonals = m_attacks.bishop(k, occupied).value(), lines = m_attacks.rook(k, occupied).value();
+    const u64 checks[4] = {m_attacks.knight(k).value() & us[wknight], diagonals & us[wbishop],
+                           lines & us[wrook], (diagonals | lines) & us[wqueen]};
+    const u64 safe = ~own & ~them[0];
+    int unsafe = 0;
+    for (int kind = 0; kind < 4; ++kind) {
+        if (checks[kind] & safe)
+            danger += ms.safe_check[kind];
+        else if (checks[kind] & ~own)
+            ++unsafe;
+    }
+    danger += ms.unsafe_check * unsafe;
+    if (!pos.pieces(colour ? wqueen : bqueen).value()) danger -= ms.queenless;
+
+    if (danger <= ms.danger_threshold) return 0;
+    const long long grown = static_cast<long long>(danger) * danger / ms.danger_divisor;
+    return grown < ms.king_attack_cap ? static_cast<int>(grown) : ms.king_attack_cap;
 }
 
 // Knights, bishops, rooks and queens that no own piece guards.
@@ -137,6 +174,8 @@ void Mobility::compute(const ChessPosition &pos, float *var) {
     }
     piece_attacks<1>(pos, occupied);
     piece_attacks<0>(pos, occupied);
+    m_danger[1] = danger<1>(pos, occupied);
+    m_danger[0] = danger<0>(pos, occupied);
 
     // Raw counts: the evaluation applies each variable's scale. mobility: all safe squares of knights,
     // bishops, rooks and queens; the kinds: their table values.

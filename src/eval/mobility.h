@@ -22,23 +22,25 @@ class Mobility {
     std::uint64_t attacked(int colour, int kind) const { return m_att[colour][kind]; }
     // The colour's king with its neighbouring squares (empty without a king).
     std::uint64_t king_zone(int colour) const { return m_zone[colour]; }
-    // Attack units on the enemy king zone (Measures::zone_weight per attacked zone square and kind)
-    // and the number of pieces contributing to it.
-    int king_attack_units(int colour) const { return m_king_units[colour]; }
-    int king_attackers(int colour) const { return m_king_attackers[colour]; }
+    // The danger the colour's pieces put the enemy king in (Measures: attacker_weight .. king_attack_cap);
+    // 0 below the threshold or without an enemy king.
+    int king_danger(int colour) const { return m_danger[colour]; }
     const Attacks &attacks() const { return m_attacks; }
 
   private:
     template <int colour> void piece_attacks(const ChessPosition &pos, std::uint64_t occupied);
     template <int colour> int safe_queen_checks(const ChessPosition &pos, std::uint64_t occupied) const;
+    template <int colour> int danger(const ChessPosition &pos, std::uint64_t occupied) const;
     template <int colour> int undefended(const ChessPosition &pos) const;
     template <int colour> int hanging(const ChessPosition &pos) const;
 
     const Attacks &m_attacks;
     std::uint64_t m_att[2][8];
     std::uint64_t m_zone[2];
-    int m_king_units[2];
-    int m_king_attackers[2];
+    int m_zone_attacks[2];    // attacks of pieces on enemy king zone squares, one per square and piece
+    int m_king_attackers[2];  // pieces attacking the enemy king zone
+    int m_attacker_weight[2]; // their summed weights by kind
+    int m_danger[2];
     int m_squares[2];          // safe squares of all knights, bishops, rooks and queens
     int m_kind_mobility[2][6]; // table values of the safe squares, by kind (knight .. queen)
     int m_locked[2];           // rooks shut in by their own uncastled king

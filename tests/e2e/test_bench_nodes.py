@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [187224, 248438, 86111]
-TOTAL_NODES = 521773
+POSITION_NODES = [87828, 163476, 103079]
+TOTAL_NODES = 354383
 
 
 def test_bench_node_counts(binary):

@@ -145,6 +145,19 @@ TEST(Evaluation, TermsFavourTheRightSide) {
     EXPECT_LT(Evaluated("3k4/8/8/8/8/3p4/8/3K4 w - - 0 1").var(v_passed_pawns), 0.0f);
 }
 
+// The king danger grows with each part of an attack on a castled king and falls without the queen.
+TEST(Evaluation, KingDangerGrowsWithTheAttack) {
+    const float queen = Evaluated("6k1/5ppp/8/7Q/8/8/5PPP/6K1 w - - 0 1").var(v_king_attack);
+    const float with_knight = Evaluated("6k1/5ppp/8/6NQ/8/8/5PPP/6K1 w - - 0 1").var(v_king_attack);
+    const float rook_check = Evaluated("6k1/5ppp/8/6NQ/8/8/5PPP/4R1K1 w - - 0 1").var(v_king_attack);
+    const float queenless = Evaluated("6k1/5ppp/8/6N1/8/8/5PPP/4R1K1 w - - 0 1").var(v_king_attack);
+    EXPECT_GT(queen, 0.0f);
+    EXPECT_LT(queen, with_knight);
+    EXPECT_LT(with_knight, rook_check);
+    EXPECT_LT(queenless, rook_check);
+    EXPECT_GT(queenless, 0.0f);
+}
+
 TEST(Evaluation, PassedPawnSetsOfTheLastEvaluation) {
     Evaluated e("4k3/p7/8/1p1P4/8/8/PP5P/4K3 w - - 0 1");
     // a2 is held by a7 and b5 (its neighbour file), b2 by b5; d5 and h2 run free.
