@@ -91,22 +91,12 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
     m_locked[colour] = locked;
 }
 
-// Squares from which an own queen would check the enemy king, that a queen reaches now, and that no enemy
-// piece guards.
-template <int colour> int Mobility::safe_queen_checks(const ChessPosition &pos, u64 occupied) const {
+// The enemy king's danger from the colour's pieces (see Measures for its parts), and on the way the squares
+// from which an own queen would check it safely: one that a queen reaches now and no enemy piece guards.
+template <int colour> void Mobility::danger(const ChessPosition &pos, u64 occupied) {
+    m_danger[colour] = m_safe_queen_checks[colour] = 0;
     const u64 enemy_king = pos.pieces(colour ? bking : wking).value();
-    const u64 queens_reach = m_att[colour][wqueen];
-    if (!enemy_king || !queens_reach) return 0;
-    const Square k = BitBoard::first_square(enemy_king);
-    const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
-    const u64 checks = m_attacks.queen(k, occupied).value();
-    return popcnt(checks & queens_reach & ~own & ~m_att[1 - colour][0]);
-}
-
-// The enemy king's danger from the colour's pieces: see Measures for its parts.
-template <int colour> int Mobility::danger(const ChessPosition &pos, u64 occupied) const {
-    const u64 enemy_king = pos.pieces(colour ? bking : wking).value();
-    if (!enemy_king) return 0;
+    if (!enemy_king) return;
     const Measures &ms = measures();
     const u64 *us = m_att[colour], *them = m_att[1 - colour];
     const u64 own = colour ? pos.white_pieces().value() : pos.black_pieces().value();
@@ -123,6 +113,7 @@ template <int colour> int Mobility::danger(const ChessPosition &pos, u64 occupie
     const u64 checks[4] = {m_attacks.knight(k).value() & us[wknight], diagonals & us[wbishop],
                            lines & us[wrook], (diagonals | lines) & us[wqueen]};
     const u64 safe = ~own & ~them[0];
+    m_safe_queen_checks[colour] = popcnt(checks[3] & safe);
     int unsafe = 0;
     for (int kind = 0; kind < 4; ++kind) {
         if (checks[kind] & safe)
@@ -133,9 +124,9 @@ template <int colour> int Mobility::danger(const ChessPosition &pos, u64 occupie
     danger += ms.unsafe_check * unsafe;
     if (!pos.pieces(colour ? wqueen : bqueen).value()) danger -= ms.queenless;
 
-    if (danger <= ms.danger_threshold) return 0;
+    if (danger <= ms.danger_threshold) return;
     const long long grown = static_cast<long long>(danger) * danger / ms.danger_divisor;
-    return grown < ms.king_attack_cap ? static_cast<int>(grown) : ms.king_attack_cap;
+    m_danger[colour] = grown < ms.king_attack_cap ? static_cast<int>(grown) : ms.king_attack_cap;
 }
 
 // Knights, bishops, rooks and queens that no own piece guards.
@@ -174,8 +165,8 @@ void Mobility::compute(const ChessPosition &pos, float *var) {
     }
     piece_attacks<1>(pos, occupied);
     piece_attacks<0>(pos, occupied);
-    m_danger[1] = danger<1>(pos, occupied);
-    m_danger[0] = danger<0>(pos, occupied);
+    danger<1>(pos, occupied);
+    danger<0>(pos, occupied);
 
     // Raw counts: the evaluation applies each variable's scale. mobility: all safe squares of knights,
     // bishops, rooks and queens; the kinds: their table values.
@@ -186,7 +177,7 @@ void Mobility::compute(const ChessPosition &pos, float *var) {
     var[v_queen_mobility] = static_cast<float>(m_kind_mobility[1][wqueen] - m_kind_mobility[0][wqueen]);
     // safe_queencheck: safe checking squares, up to a cap.
     const int cap = measures().queen_checks_cap;
-    const int qw = safe_queen_checks<1>(pos, occupied), qb = safe_queen_checks<0>(pos, occupied);
+    const int qw = m_safe_queen_checks[1], qb = m_safe_queen_checks[0];
     var[v_safe_queencheck] = static_cast<float>((qw < cap ? qw : cap) - (qb < cap ? qb : cap));
     // locked_up_rook: rooks shut in by their own king.
     var[v_locked_up_rook] = static_cast<float>(m_locked[0] - m_locked[1]);

@@ -29,8 +29,7 @@ class Mobility {
 
   private:
     template <int colour> void piece_attacks(const ChessPosition &pos, std::uint64_t occupied);
-    template <int colour> int safe_queen_checks(const ChessPosition &pos, std::uint64_t occupied) const;
-    template <int colour> int danger(const ChessPosition &pos, std::uint64_t occupied) const;
+    template <int colour> void danger(const ChessPosition &pos, std::uint64_t occupied);
     template <int colour> int undefended(const ChessPosition &pos) const;
     template <int colour> int hanging(const ChessPosition &pos) const;
 
@@ -41,6 +40,7 @@ class Mobility {
     int m_king_attackers[2];  // pieces attacking the enemy king zone
     int m_attacker_weight[2]; // their summed weights by kind
     int m_danger[2];
+    int m_safe_queen_checks[2];
     int m_squares[2];          // safe squares of all knights, bishops, rooks and queens
     int m_kind_mobility[2][6]; // table values of the safe squares, by kind (knight .. queen)
     int m_locked[2];           // rooks shut in by their own uncastled king
