@@ -9,7 +9,10 @@
 // finds nothing better than the static score, and that score is no mate. The opening's first plies are
 // left out: they come from the opening file, not from the engine, and repeat across games.
 //
-//   extract_positions [first_ply=20] < selfplay.pgn > positions.txt
+// With "all" as the second argument every position not in check is written, quiet or not (the tactical
+// set's candidates: tools/tactics.py).
+//
+//   extract_positions [first_ply=20] [all] < selfplay.pgn > positions.txt
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -135,6 +138,7 @@ bool comment_score(const std::string &comment, int &score) {
 
 int main(int argc, char **argv) {
     const int first_ply = argc > 1 ? std::atoi(argv[1]) : 20;
+    const bool all = argc > 2 && std::string(argv[2]) == "all";
     std::ios::sync_with_stdio(false);
     auto tables = std::make_unique<Tables>();
     tables->tt().set_size(8);
@@ -163,7 +167,7 @@ int main(int argc, char **argv) {
                     search->init(pos);
                     const int stand = search->static_eval();
                     const int q = search->quiescence(-32000, 32000, 0);
-                    if (stand == q && q > -mate_bound && q < mate_bound) {
+                    if (all || (stand == q && q > -mate_bound && q < mate_bound)) {
                         std::cout << pos.fen() << ';' << label;
                         if (int score; comment_score(g.comments[ply], score))
                             std::cout << ';' << (pos.white_to_move() ? score : -score);
@@ -177,7 +181,7 @@ int main(int argc, char **argv) {
             std::fprintf(stderr, "extract_positions: game %ld dropped: %s\n", games, e.what());
         }
     }
-    std::fprintf(stderr, "extract_positions: %ld games, %ld positions looked at, %ld quiet ones kept\n",
-                 games, seen, kept);
+    std::fprintf(stderr, "extract_positions: %ld games, %ld positions looked at, %ld %s kept\n", games, seen,
+                 kept, all ? "positions" : "quiet ones");
     return 0;
 }
