@@ -7,7 +7,7 @@ SANITIZE_DIR := build/sanitize
 ARM_DIR := build/arm
 PGO_DIR := build/pgo
 
-.PHONY: all release run test test-sanitize bench perft-full arm-test match clean
+.PHONY: all release run test test-sanitize bench perft-full arm-test match tactics clean
 .PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf soak judge
 
 all: release
@@ -87,6 +87,14 @@ soak: release
 JUDGEMENTS ?= ../shared/data/judgements.epd
 judge: release
 	python3 tools/judgement.py $(RELEASE_DIR)/dravnik $(JUDGEMENTS) $(JUDGE_ARGS)
+
+# How many of the engine's own tactical set (tools/tactics.epd, made by tools/tactics.py build) a search of
+# TACTICS_MS per position solves, on both processors; TACTICS_BASE=path/to/dravnik solves it with that build
+# too, right after, for the figure that matters: before against after.
+TACTICS_MS ?= 500
+tactics: release
+	python3 tools/tactics.py solve $(RELEASE_DIR)/dravnik --ms $(TACTICS_MS) --workers 2
+	$(if $(TACTICS_BASE),python3 tools/tactics.py solve $(TACTICS_BASE) --ms $(TACTICS_MS) --workers 2)
 
 # The evaluation tuner's data set (see the README's "Fitting the evaluation"): DATA_GAMES self-play games at
 # DATA_NODES nodes a move, DATA_CONCURRENCY at once, from the random openings drawn with DATA_SEED.

@@ -24,6 +24,7 @@ import os
 import random
 import re
 import subprocess
+import sys
 import threading
 
 DEFAULT_SET = os.path.join(os.path.dirname(os.path.abspath(__file__)), "tactics.epd")
@@ -93,25 +94,27 @@ def tactic(engine, fen, args):
     return "%s bm %s; ce %d;" % (" ".join(fen.split()[:4]), best, best_score)
 
 
-def in_parallel(args, items, work, enough=lambda results: False):
-    """work(engine, item) over the items by args.workers engines at once; the results in item order, None
-    where an item was not reached because enough(results so far) held."""
+def in_parallel(args, items, work, enough=lambda: False, report=lambda item, result: None):
+    """work(engine, item) over the items by args.workers engines at once, until enough() holds; report(item,
+    result) is called for each result as it comes, one at a time. Returns the results in item order (None
+    where an item was not reached) and how many items were worked on."""
     results = [None] * len(items)
     lock = threading.Lock()
     position = iter(range(len(items)))
-    done = []
+    done = [0]
 
     def run():
         engine = Engine(args.engine)
         while True:
             with lock:
                 i = next(position, None)
-                if i is None or enough(done):
+                if i is None or enough():
                     break
             r = work(engine, items[i])
             with lock:
                 results[i] = r
-                done.append(r)
+                done[0] += 1
+                report(items[i], r)
         engine.close()
 
     threads = [threading.Thread(target=run) for _ in range(args.workers)]
@@ -119,19 +122,25 @@ def in_parallel(args, items, work, enough=lambda results: False):
         th.start()
     for th in threads:
         th.join()
-    return results, len(done)
+    return results, done[0]
 
 
 def build(args):
+    """Writes each tactic as it is found, so that a long build stopped early keeps what it found."""
     fens = candidates(args.extract, args.pgn, args.seed)
-    kept = lambda results: sum(r is not None for r in results)
-    results, looked = in_parallel(args, fens, lambda e, fen: tactic(e, fen, args),
-                                  lambda done: kept(done) >= args.count)
-    lines = [r for r in results if r is not None][: args.count]
+    kept = [0]
     with open(args.out, "w") as out:
-        for n, line in enumerate(lines, 1):
-            out.write('%s id "tactic %d";\n' % (line, n))
-    print("%d tactics kept of %d positions looked at" % (len(lines), looked))
+        def report(fen, line):
+            if line is None or kept[0] >= args.count:
+                return
+            kept[0] += 1
+            out.write('%s id "tactic %d";\n' % (line, kept[0]))
+            out.flush()
+            print("%d kept" % kept[0], file=sys.stderr, flush=True)
+
+        _, looked = in_parallel(args, fens, lambda e, fen: tactic(e, fen, args), lambda: kept[0] >= args.count,
+                                report)
+    print("%d tactics kept of %d positions looked at" % (kept[0], looked))
 
 
 def solve(args):
