@@ -27,47 +27,37 @@ import subprocess
 import sys
 import threading
 
+from soak import Player
+
 DEFAULT_SET = os.path.join(os.path.dirname(os.path.abspath(__file__)), "tactics.epd")
 MATE_CP = 100000
 WINNING_CP = 500
 
 
-class Engine:
+class Engine(Player):
+    """An engine process for fixed-time searches, with the soak's line reads that time out."""
+
     def __init__(self, path):
-        self.p = subprocess.Popen([path], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
-        self.send("uci")
-        self.wait_for("uciok")
-
-    def send(self, line):
-        self.p.stdin.write(line + "\n")
-        self.p.stdin.flush()
-
-    def wait_for(self, prefix):
-        for line in self.p.stdout:
-            if line.startswith(prefix):
-                return line
-        raise RuntimeError("the engine closed its output")
+        super().__init__(path, {})
 
     def search(self, fen, ms, only=None):
         """(best move, score in centipawns from the side to move's view) of a search from a cleared table."""
         self.send("ucinewgame")
-        self.send("isready")
-        self.wait_for("readyok")
+        self.send("isready")  # the clearing done before the move time starts
+        if self.until(lambda l: l == "readyok", 10) is None:
+            raise RuntimeError("no readyok from the engine")
         self.send("position fen " + fen)
         self.send("go movetime %d%s" % (ms, " searchmoves " + only if only else ""))
+        lines = self.until(lambda l: l.startswith("bestmove"), ms / 1000.0 + 10)
+        if lines is None:
+            raise RuntimeError("no bestmove from the engine within ten seconds of its move time")
         score = 0
-        for line in self.p.stdout:
+        for line in lines:
             m = re.search(r" score (cp|mate) (-?\d+)", line)
             if line.startswith("info") and m and " pv " in line:
                 v = int(m.group(2))
                 score = v if m.group(1) == "cp" else (MATE_CP - abs(v)) * (1 if v > 0 else -1)
-            if line.startswith("bestmove"):
-                return line.split()[1], score
-        raise RuntimeError("the engine closed its output")
-
-    def close(self):
-        self.send("quit")
-        self.p.communicate()
+        return lines[-1].split()[1], score
 
 
 def candidates(extract, pgns, seed):
