@@ -564,7 +564,8 @@ void Engine::send_info(Analysis &a, bool final_report) {
     const std::uint64_t ms = static_cast<std::uint64_t>(ns / 1e9 * 1000);
     // Lines in the first millisecond wait for a later pass, unless the search is over already.
     if (ms == 0 && !final_report) return;
-    const std::uint64_t nps = ms == 0 ? 0 : nodes / ms * 1000;
+    // Multiply first: a slow start (fewer nodes than milliseconds) would otherwise report 0.
+    const std::uint64_t nps = ms == 0 ? 0 : nodes * 1000 / ms;
     if (!m_reported.empty()) m_scored_line_sent = true;
     for (std::size_t i = 0; i < m_reported.size(); ++i) {
         const PrincipalVariation &pv = m_reported[i];
