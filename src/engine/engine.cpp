@@ -8,6 +8,7 @@
 
 #include "eval/evaluation.h"
 #include "movegen/perft.h"
+#include "search/tunable.h"
 
 namespace {
 const char *const book_paths[] = {"/usr/local/games/dravnik.files/Dravnik.bin",
@@ -364,6 +365,11 @@ void Engine::announce_options(std::ostream &out) {
         if (std::string(o.type) == "spin") out << " min " << o.min << " max " << o.max;
         out << std::endl;
     }
+#ifdef DRAVNIK_TUNE
+    for (const Tunable &t : tunables())
+        out << "option name " << t.name << " type spin default " << t.default_value << " min " << t.min
+            << " max " << t.max << std::endl;
+#endif
 }
 
 void Engine::cmd_setoption(std::istringstream &words) {
@@ -380,6 +386,17 @@ void Engine::cmd_setoption(std::istringstream &words) {
             (this->*o.apply)(o, v);
             return;
         }
+#ifdef DRAVNIK_TUNE
+    for (Tunable &t : tunables())
+        if (equal_options(opt.name, t.name)) {
+            if (!v.numeric) return;
+            // The search reads the constants without locks, and the reduction table is rebuilt from them.
+            if (m_search_mode != search_mode_t::idle) cmd_stop();
+            set_tunable(t, v.number);
+            m_tables.rebuild_lmr();
+            return;
+        }
+#endif
 }
 
 void Engine::set_hash(const Option &row, const OptionValue &v) {

@@ -8,6 +8,7 @@
 
 #include "board/chessposition.h"
 #include "board/static_exchange.h"
+#include "search/pruning.h"
 
 namespace {
 
@@ -53,7 +54,10 @@ LmrTable::LmrTable() {
         for (int i = 0; i < indices; ++i) {
             int r = 1;
             if (d >= 1 && i >= 1) {
-                const double x = std::log(static_cast<double>(d)) * std::log(i * 0.5);
+                // With the defaults the factor is exactly 1 and the base 0: the product's own value.
+                const double x =
+                    std::log(static_cast<double>(d)) * std::log(i * 0.5) * (100.0 / lmr_divisor) +
+                    lmr_base / 100.0;
                 if (x > 1.0) r = static_cast<int>(x);
             }
             m_table[d][i] = static_cast<unsigned char>(r);

@@ -73,7 +73,8 @@ class Killer {
 };
 
 // Late-move reductions by remaining depth (0-101) and move index (0-255): ln(depth) * ln(index / 2),
-// at least 1. Arguments outside the table are clamped to its edges.
+// at least 1 (the formula's constants are in search/pruning.h). Arguments outside the table are clamped to
+// its edges.
 class LmrTable {
   public:
     static constexpr int depths = 102;

@@ -1,44 +1,61 @@
 // The tree search's rules and numbers, each named once with the reason for its value. The pruning rules
 // near the leaves come first: the first two apply only to a plain move that captures nothing and gives no
-// check, with the side to move not in check; the third to a node.
+// check, with the side to move not in check; the third to a node. The numbers worth tuning are declared
+// with their range and SPSA step (see search/tunable.h); a normal build compiles them as constants.
 #ifndef DRAVNIK_SEARCH_PRUNING_H
 #define DRAVNIK_SEARCH_PRUNING_H
 
 #include <cstdint>
 
 #include "board/move.h"
+#include "search/tunable.h"
 
 // Move-count pruning: below the first plies, the late quiet moves of a node near the leaves are not
 // searched; fewer of them when the side's static score is not improving on its last one. The index counts
-// the node's ordered moves from 0.
-constexpr bool late_move_pruned(int ply, int depth, int index, bool improving) {
-    if (ply < 2 || depth > 4) return false;
-    return depth <= 2 ? index >= (improving ? 7 : 5) : index >= (improving ? 11 : 8);
+// the node's ordered moves from 0. The counts at depth 1 and 2, improving or not; then those beyond, up to
+// the last depth that prunes.
+DRAVNIK_TUNABLE(lmp_shallow_improving, 7, 3, 20, 1)
+DRAVNIK_TUNABLE(lmp_shallow, 5, 2, 16, 1)
+DRAVNIK_TUNABLE(lmp_deep_improving, 11, 4, 30, 2)
+DRAVNIK_TUNABLE(lmp_deep, 8, 3, 24, 1)
+DRAVNIK_TUNABLE(lmp_depth, 4, 2, 6, 1)
+DRAVNIK_TUNED_CONSTEXPR bool late_move_pruned(int ply, int depth, int index, bool improving) {
+    if (ply < 2 || depth > lmp_depth) return false;
+    return depth <= 2 ? index >= (improving ? lmp_shallow_improving : lmp_shallow)
+                      : index >= (improving ? lmp_deep_improving : lmp_deep);
 }
 
 // Futility pruning: with this little depth left, a quiet move does not lift a static score so far
-// below alpha back above it.
-constexpr bool futile(int depth, int static_score, int alpha) {
-    return (depth == 1 && static_score < alpha - 99) || (depth == 2 && static_score < alpha - 499) ||
-           (depth == 3 && static_score < alpha - 899);
+// below alpha back above it. The margins at depths 1, 2 and 3.
+DRAVNIK_TUNABLE(futility_margin_1, 99, 0, 400, 20)
+DRAVNIK_TUNABLE(futility_margin_2, 499, 100, 1000, 40)
+DRAVNIK_TUNABLE(futility_margin_3, 899, 300, 1600, 60)
+DRAVNIK_TUNED_CONSTEXPR bool futile(int depth, int static_score, int alpha) {
+    return (depth == 1 && static_score < alpha - futility_margin_1) ||
+           (depth == 2 && static_score < alpha - futility_margin_2) ||
+           (depth == 3 && static_score < alpha - futility_margin_3);
 }
 
 // Static-exchange pruning: this near the leaves, a move that gives no check and loses material by
 // exchange (more than a pawn a ply of depth for a capture, any loss for a quiet move of depth 1 or 2) does
 // not come back above alpha. The static exchange is only asked of moves the ordering already classed as
 // losing.
-// The caller asks for the static exchange only this near the leaves.
-constexpr int exchange_pruning_depth = 3;
-constexpr bool exchange_pruned(int depth, bool quiet, int exchange) {
+// The caller asks for the static exchange only this near the leaves; a capture may lose this much a ply.
+DRAVNIK_TUNABLE(exchange_pruning_depth, 3, 1, 6, 1)
+DRAVNIK_TUNABLE(exchange_capture_margin, 100, 0, 300, 15)
+DRAVNIK_TUNED_CONSTEXPR bool exchange_pruned(int depth, bool quiet, int exchange) {
     return quiet ? depth <= exchange_pruning_depth - 1 && exchange < 0
-                 : depth <= exchange_pruning_depth && exchange < -100 * depth;
+                 : depth <= exchange_pruning_depth && exchange < -exchange_capture_margin * depth;
 }
 
 // Reverse futility pruning: with this little depth left, a static score this far above beta (90 cp a
 // ply, a ply less when the score is improving) is not brought back below it by the side to move's
 // opponent. The caller leaves out nodes in check, on a mate threat, and with a mate score at stake.
-constexpr bool reverse_futile(int depth, int static_score, int beta, bool improving) {
-    return depth <= 6 && static_score - 90 * (depth - (improving ? 1 : 0)) >= beta;
+DRAVNIK_TUNABLE(reverse_futility_margin, 90, 30, 250, 8)
+DRAVNIK_TUNABLE(reverse_futility_depth, 6, 2, 10, 1)
+DRAVNIK_TUNED_CONSTEXPR bool reverse_futile(int depth, int static_score, int beta, bool improving) {
+    return depth <= reverse_futility_depth &&
+           static_score - reverse_futility_margin * (depth - (improving ? 1 : 0)) >= beta;
 }
 
 // Late-move reductions spare a move that is extended, a good capture, a killer, a check and every move out
@@ -62,19 +79,28 @@ inline int adjusted_reduction(int table_value, const Move &m, std::int64_t histo
 
 // Internal iterative reduction: a node this deep that the table knows no move for is searched a ply
 // shallower; its ordering is poor, and the next visit finds the table's move.
-constexpr int iir_depth = 5;
+DRAVNIK_TUNABLE(iir_depth, 5, 3, 10, 1)
 
 // The null move's reduction: depth / 5 + 3 plies besides the move itself, so deep nodes save more.
-constexpr int null_move_reduction(int depth) { return depth / 5 + 3; }
+DRAVNIK_TUNABLE(null_move_base, 3, 1, 6, 1)
+DRAVNIK_TUNABLE(null_move_divisor, 5, 2, 12, 1)
+DRAVNIK_TUNED_CONSTEXPR int null_move_reduction(int depth) {
+    return depth / null_move_divisor + null_move_base;
+}
 
 // A null move searched again this far below the window: failing even that, the side to move faces a
 // threat worth two pawns, and the node is searched a ply deeper.
-constexpr int null_threat_margin = 200;
+DRAVNIK_TUNABLE(null_threat_margin, 200, 50, 600, 25)
 
 // A static score this far above beta is verified by a search this much shallower, against a window as far
 // above beta; a node deeper than the reduction only, so the verification has a depth of its own.
-constexpr int verification_margin = 200;
-constexpr int verification_reduction = 4;
+DRAVNIK_TUNABLE(verification_margin, 200, 50, 800, 30)
+DRAVNIK_TUNABLE(verification_reduction, 4, 2, 8, 1)
+
+// The late-move reduction table's formula (LmrTable), in hundredths: base + ln(depth) * ln(index / 2) *
+// 100 / divisor. The defaults leave the product alone.
+DRAVNIK_TUNABLE(lmr_base, 0, -100, 150, 10)
+DRAVNIK_TUNABLE(lmr_divisor, 100, 50, 250, 8)
 
 // Beyond this many plies from the root a node is a leaf whatever its depth: checks and extensions cannot
 // drive a line on for ever, and the per-ply arrays keep room below max_ply.
@@ -99,7 +125,7 @@ constexpr int even_exchange_qdepth = -8;
 
 // The root's aspiration window: this many centipawns on either side of the last score, doubled on each
 // fail; beyond this bound the window opens fully (mates and large scores are not worth narrowing).
-constexpr int aspiration_half_width = 25;
+DRAVNIK_TUNABLE(aspiration_half_width, 25, 5, 150, 5)
 constexpr int aspiration_limit = 500;
 
 #endif

@@ -16,6 +16,8 @@ class Tables : public BoardTables {
     TranspositionTable &tt() { return m_tt; }
     const TranspositionTable &tt() const { return m_tt; }
     const LmrTable &lmr() const { return m_lmr; }
+    // The reduction table anew from its formula's constants, which the tuning build may change.
+    void rebuild_lmr() { m_lmr = LmrTable(); }
 
   private:
     TranspositionTable m_tt;
