@@ -97,6 +97,15 @@ def tally(pgn_text, totals):
                 totals["moves"][side] += 1
 
 
+def empty_totals():
+    """Totals for tally(), which counts the games of the engines named "new" and "old"."""
+    totals = {"games": 0, "wins": 0, "losses": 0, "draws": 0,
+              "seconds": {"new": 0.0, "old": 0.0}, "moves": {"new": 0, "old": 0}}
+    for kind, _ in FAULTS:
+        totals[kind] = {"new": 0, "old": 0}
+    return totals
+
+
 def elo(wins, losses, draws):
     """Elo difference and its 95% error bar from a score."""
     import math
@@ -141,10 +150,7 @@ def main():
 
     parts = {"0": [(False, args.games)], "1": [(True, args.games)],
              "half": [(False, args.games - args.games // 2), (True, args.games // 2)]}[args.chess960]
-    totals = {"games": 0, "wins": 0, "losses": 0, "draws": 0,
-              "seconds": {"new": 0.0, "old": 0.0}, "moves": {"new": 0, "old": 0}}
-    for kind, _ in FAULTS:
-        totals[kind] = {"new": 0, "old": 0}
+    totals = empty_totals()
     with tempfile.TemporaryDirectory() as tmp:
         for chess960, games in parts:
             if games == 0:
