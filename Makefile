@@ -8,7 +8,7 @@ ARM_DIR := build/arm
 PGO_DIR := build/pgo
 
 .PHONY: all release run test test-sanitize bench perft-full arm-test match tactics clean
-.PHONY: engine exe install uninstall fuzz datagen tune deb deb-armhf soak judge
+.PHONY: engine exe install uninstall fuzz datagen tune spsa deb deb-armhf soak judge
 
 all: release
 
@@ -115,6 +115,22 @@ TUNE_KEEP ?=
 tune: release
 	./$(RELEASE_DIR)/tune_eval build/data/positions.txt $(TUNE_ROUNDS) src/eval/measures_values.inc 100000000 \
 	  $(RESULT_SHARE) $(TUNE_KEEP)
+
+# SPSA over the search's tunable constants (tools/spsa.py; see the README's "Tuning the search"): the tuning
+# build in TUNE_DIR plays SPSA_ITERATIONS iterations of game pairs against itself at SPSA_TC, CONCURRENCY
+# games at once, logged to SPSA_LOG; a log already there is resumed. SPSA_ARGS adds the tool's own
+# options (e.g. --apply, --pairs 4, --nodes 20000).
+TUNE_DIR := build/tune
+SPSA_ITERATIONS ?= 500
+SPSA_TC ?= 5+0.05
+SPSA_LOG ?= build/spsa/spsa.csv
+SPSA_ARGS ?=
+spsa:
+	@$(CMAKE) -S . -B $(TUNE_DIR) -DCMAKE_BUILD_TYPE=Release -DDRAVNIK_TUNE=ON -DDRAVNIK_TESTS=OFF \
+	          -DDRAVNIK_PGO= >/dev/null
+	@$(CMAKE) --build $(TUNE_DIR) -j $(JOBS) --target dravnik
+	python3 tools/spsa.py --engine $(TUNE_DIR)/dravnik --iterations $(SPSA_ITERATIONS) --tc $(SPSA_TC) \
+	  --log $(SPSA_LOG) --concurrency $(CONCURRENCY) $(if $(wildcard $(SPSA_LOG)),--resume) $(SPSA_ARGS)
 
 clean:
 	rm -rf build
