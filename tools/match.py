@@ -2,8 +2,8 @@
 """Plays Dravnik against itself or another build under the tournament manager and counts what matters on a
 clock: games, losses on time, illegal moves, crashes and stalls, the score, and the time spent per move.
 
-  tools/match.py --new build/release/dravnik [--old other/dravnik | --old-rev GIT_REV] [--tc 10+0.1]
-                 [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16]
+  tools/match.py --new build/release/dravnik [--old other/dravnik | --old-rev GIT_REV]
+                 [--tc 10+0.1 | --nodes N] [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16]
                  [--concurrency 2] [--sprt]
 
 The games are played in pairs from the same opening with the colours swapped (8-move openings, or the 960
@@ -58,15 +58,17 @@ def play(args, new, old, chess960, games, pgn, workdir):
     if chess960:
         options.append("option.UCI_Chess960=true")
     old_threads = args.threads if args.old_threads is None else args.old_threads
+    limit = ["tc=inf", "nodes=%d" % args.nodes] if args.nodes else ["tc=" + args.tc]
     command = [FASTCHESS, "-engine", "cmd=" + new, "name=new", "option.Threads=%d" % args.threads,
                "-engine", "cmd=" + old, "name=old", "option.Threads=%d" % old_threads,
-               "-each", "tc=" + args.tc, "proto=uci"] + options + openings + [
+               "-each"] + limit + ["proto=uci"] + options + openings + [
                "-rounds", str(max(1, games // 2)), "-repeat", "-concurrency", str(args.concurrency),
                "-pgnout", "file=" + pgn, "timeleft=true", "latency=true", "-ratinginterval", "0"]
     if args.sprt:
         command += ["-sprt", "elo0=0", "elo1=%g" % args.elo1, "alpha=0.05", "beta=0.05"]
-    print("match: %d %sgames at %s, new %s against old %s" % (games, "Chess960 " if chess960 else "", args.tc,
-                                                            new, old), flush=True)
+    at = "%d nodes a move" % args.nodes if args.nodes else args.tc
+    print("match: %d %sgames at %s, new %s against old %s" % (games, "Chess960 " if chess960 else "", at, new,
+                                                            old), flush=True)
     # The manager leaves its state (config.json) in its working directory: a scratch one.
     result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, cwd=workdir)
     return result.stdout
@@ -126,6 +128,8 @@ def main():
     parser.add_argument("--old", help="the other engine (default: the new one, self-play)")
     parser.add_argument("--old-rev", help="build this git revision and play against it")
     parser.add_argument("--tc", default="10+0.1", help="time control, e.g. 2+0.05 or 40/5 (seconds)")
+    parser.add_argument("--nodes", type=int, help="nodes a move instead of a clock: a quick screen of a search "
+                        "change, blind to its speed and to the time rules")
     parser.add_argument("--games", type=int, default=100)
     parser.add_argument("--chess960", default="0", choices=["0", "1", "half"])
     parser.add_argument("--threads", type=int, default=1)
