@@ -58,9 +58,9 @@ arm-test:
 	./tools/arm-test.sh
 
 # Games under the tournament manager: a benchmark of play on the clock, never part of the tests.
-# TC (seconds, e.g. 2+0.05 or 40/5), GAMES, CHESS960 (0, 1 or half), THREADS and OLD_THREADS, CONCURRENCY
-# (games at once: 1 when an engine has two threads), and the opponent: the same build
-# (default), OLD=path/to/dravnik, or OLD_REV=git-revision (built under build/match-old/). SPRT=1 runs a
+# TC (seconds, e.g. 2+0.05 or 40/5) or NODES (a node count a move), GAMES, CHESS960 (0, 1 or half),
+# THREADS and OLD_THREADS, CONCURRENCY (games at once: 1 when an engine has two threads), and the opponent:
+# the same build (default), OLD=path/to/dravnik, or OLD_REV=git-revision (built under build/match-old/). SPRT=1 runs a
 # sequential test (elo0=0, elo1=5 or ELO1, alpha=beta=0.05) of at most GAMES games.
 TC ?= 10+0.1
 GAMES ?= 100
@@ -69,7 +69,8 @@ THREADS ?= 1
 OLD_THREADS ?=
 CONCURRENCY ?= 2
 match: release
-	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) --games $(GAMES) --chess960 $(CHESS960) \
+	python3 tools/match.py --new $(RELEASE_DIR)/dravnik --tc $(TC) $(if $(NODES),--nodes $(NODES)) \
+	  --games $(GAMES) --chess960 $(CHESS960) \
 	  --threads $(THREADS) $(if $(OLD_THREADS),--old-threads $(OLD_THREADS)) --concurrency $(CONCURRENCY) \
 	  $(if $(OLD),--old $(OLD)) $(if $(OLD_REV),--old-rev $(OLD_REV)) $(if $(SPRT),--sprt) \
 	  $(if $(ELO1),--elo1 $(ELO1))
