@@ -27,6 +27,7 @@ OPENINGS = os.path.join(SHARED, "openings")
 FAULTS = (("time", re.compile(r"(White|Black)[^,}]*loses on time")),
           ("illegal", re.compile(r"(White|Black)[^,}]*illegal", re.IGNORECASE)),
           ("crash", re.compile(r"(White|Black)[^,}]*(disconnect|crash|stall)", re.IGNORECASE)))
+FAULT_NAMES = {"time": "losses on time", "illegal": "illegal moves", "crash": "crashes and stalls"}
 MOVE_TIME = re.compile(r"[^,]*?(\d+\.\d+)s(,|$)")
 
 
@@ -181,11 +182,10 @@ def main():
     rating, margin = elo(w, l, d)
     print("games %d: new %d wins, %d losses, %d draws; score %.1f%%; Elo %+.1f +/- %.1f" %
           (n, w, l, d, 100.0 * (w + d / 2.0) / max(n, 1), rating, margin))
-    names = {"time": "losses on time", "illegal": "illegal moves", "crash": "crashes and stalls"}
     faults = 0
     for kind, _ in FAULTS:
         faults += totals[kind]["new"] + totals[kind]["old"]
-        print("%-20s new %d, old %d" % (names[kind] + ":", totals[kind]["new"], totals[kind]["old"]))
+        print("%-20s new %d, old %d" % (FAULT_NAMES[kind] + ":", totals[kind]["new"], totals[kind]["old"]))
     per_move = {k: totals["seconds"][k] / max(totals["moves"][k], 1) for k in ("new", "old")}
     print("%-20s new %.3f s, old %.3f s" % ("time per move:", per_move["new"], per_move["old"]))
     return 1 if faults else 0

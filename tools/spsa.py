@@ -34,7 +34,7 @@ import tempfile
 from collections import namedtuple
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from match import FASTCHESS, FAULTS, OPENINGS, ROOT, empty_totals, tally  # noqa: E402
+from match import FASTCHESS, FAULT_NAMES, FAULTS, OPENINGS, ROOT, empty_totals, tally  # noqa: E402
 
 HEADER = os.path.join(ROOT, "src", "search", "pruning.h")
 TUNABLE = re.compile(r"^DRAVNIK_TUNABLE\((\w+), (-?\d+), (-?\d+), (-?\d+), (\d+)\)", re.MULTILINE)
@@ -222,9 +222,8 @@ def main():
     print("setoption commands:")
     print("\n".join("setoption name %s value %d" % (p.name, v) for p, v in zip(params, values)))
     print("fastchess: " + " ".join("option.%s=%d" % (p.name, v) for p, v in zip(params, values)))
-    names = {"time": "losses on time", "illegal": "illegal moves", "crash": "crashes and stalls"}
     for kind in FAULT_KINDS:
-        print("%-20s %d" % (names[kind] + ":", faults[kind]))
+        print("%-20s %d" % (FAULT_NAMES[kind] + ":", faults[kind]))
     if args.apply:
         apply(theta, params)
         print("spsa: wrote the values into %s; build a normal engine and test it (tools/match.py --sprt)"
