@@ -60,8 +60,8 @@ arm-test:
 # Games under the tournament manager: a benchmark of play on the clock, never part of the tests.
 # TC (seconds, e.g. 2+0.05 or 40/5) or NODES (a node count a move), GAMES, CHESS960 (0, 1 or half),
 # THREADS and OLD_THREADS, CONCURRENCY (games at once: 1 when an engine has two threads), and the opponent:
-# the same build (default), OLD=path/to/dravnik, or OLD_REV=git-revision (built under build/match-old/). SPRT=1 runs a
-# sequential test (elo0=0, elo1=5 or ELO1, alpha=beta=0.05) of at most GAMES games.
+# the same build (default), OLD=path/to/dravnik, or OLD_REV=git-revision (built under build/match-old/).
+# SPRT=1 runs a sequential test (elo0=0, elo1=5 or ELO1, alpha=beta=0.05) of at most GAMES games.
 TC ?= 10+0.1
 GAMES ?= 100
 CHESS960 ?= 0
