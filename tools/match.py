@@ -3,8 +3,8 @@
 clock: games, losses on time, illegal moves, crashes and stalls, the score, and the time spent per move.
 
   tools/match.py --new build/release/dravnik [--old other/dravnik | --old-rev GIT_REV]
-                 [--tc 10+0.1 | --nodes N] [--games 100] [--chess960 0|1|half] [--threads 1] [--old-threads N] [--hash 16]
-                 [--concurrency 2] [--sprt]
+                 [--tc 10+0.1 | --nodes N] [--games 100] [--chess960 0|1|half] [--threads 1]
+                 [--old-threads N] [--hash 16] [--concurrency 2] [--sprt]
 
 The games are played in pairs from the same opening with the colours swapped (8-move openings, or the 960
 start positions for Chess960). With --sprt the manager runs a sequential test (elo0=0, elo1=5 or
@@ -59,7 +59,7 @@ def play(args, new, old, chess960, games, pgn, workdir):
     if chess960:
         options.append("option.UCI_Chess960=true")
     old_threads = args.threads if args.old_threads is None else args.old_threads
-    limit = ["tc=inf", "nodes=%d" % args.nodes] if args.nodes else ["tc=" + args.tc]
+    limit = game_limit(args.tc, args.nodes)
     command = [FASTCHESS, "-engine", "cmd=" + new, "name=new", "option.Threads=%d" % args.threads,
                "-engine", "cmd=" + old, "name=old", "option.Threads=%d" % old_threads,
                "-each"] + limit + ["proto=uci"] + options + openings + [
@@ -73,6 +73,11 @@ def play(args, new, old, chess960, games, pgn, workdir):
     # The manager leaves its state (config.json) in its working directory: a scratch one.
     result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, cwd=workdir)
     return result.stdout
+
+
+def game_limit(tc, nodes):
+    """The manager's words for a game's limit: a node count a move when given, else the clock."""
+    return ["tc=inf", "nodes=%d" % nodes] if nodes else ["tc=" + tc]
 
 
 def tally(pgn_text, totals):
@@ -129,8 +134,8 @@ def main():
     parser.add_argument("--old", help="the other engine (default: the new one, self-play)")
     parser.add_argument("--old-rev", help="build this git revision and play against it")
     parser.add_argument("--tc", default="10+0.1", help="time control, e.g. 2+0.05 or 40/5 (seconds)")
-    parser.add_argument("--nodes", type=int, help="nodes a move instead of a clock: a quick screen of a search "
-                        "change, blind to its speed and to the time rules")
+    parser.add_argument("--nodes", type=int, help="nodes a move instead of a clock: a quick screen of a "
+                        "search change, blind to its speed and to the time rules")
     parser.add_argument("--games", type=int, default=100)
     parser.add_argument("--chess960", default="0", choices=["0", "1", "half"])
     parser.add_argument("--threads", type=int, default=1)

@@ -128,8 +128,8 @@ def build(args):
             out.flush()
             print("%d kept" % kept[0], file=sys.stderr, flush=True)
 
-        _, looked = in_parallel(args, fens, lambda e, fen: tactic(e, fen, args), lambda: kept[0] >= args.count,
-                                report)
+        _, looked = in_parallel(args, fens, lambda e, fen: tactic(e, fen, args),
+                                lambda: kept[0] >= args.count, report)
     print("%d tactics kept of %d positions looked at" % (kept[0], looked))
 
 
