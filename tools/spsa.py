@@ -15,13 +15,23 @@ swapped. With r the games theta+ won less those theta- won, each constant moves 
 moves in units of its own step. a_k = a / (k+1+A)^0.602 with A a tenth of the planned iterations and
 a = (1+A)^0.602, so that a_0 = 1: at the start, a pair won by one game moves every constant by its step.
 
-Every iteration is appended to the log (iteration, games, result, faults by kind, every constant as a float);
---resume continues from its last row, so a run can be spread over several sittings (--iterations counts the
-whole run). At the end the values are printed with the setoption commands that play them, and --apply writes
-them into the header as the defaults of a normal build. Losses on time, illegal moves, crashes and stalls are
-counted over the whole run. Exit status: 1 when a game of the run ended in a fault, 2 when nothing could be
-played. """ import argparse import csv import math import os import random import re import subprocess import
-sys import tempfile from collections import namedtuple
+Every iteration is appended to the log (iteration, games, result, faults by kind, every constant as a
+float); --resume continues from its last row, so a run can be spread over several sittings (--iterations
+counts the whole run). At the end the values are printed with the setoption commands that play them, and
+--apply writes them into the header as the defaults of a normal build. Losses on time, illegal moves, crashes and
+stalls are counted over the whole run. Exit status: 1 when a game of the run ended in a fault, 2 when
+nothing could be played.
+"""
+import argparse
+import csv
+import math
+import os
+import random
+import re
+import subprocess
+import sys
+import tempfile
+from collections import namedtuple
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from match import (FASTCHESS, FAULT_NAMES, FAULTS, OPENINGS, ROOT, empty_totals, game_limit,  # noqa: E402
