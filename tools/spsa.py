@@ -18,8 +18,8 @@ a = (1+A)^0.602, so that a_0 = 1: at the start, a pair won by one game moves eve
 Every iteration is appended to the log (iteration, games, result, faults by kind, every constant as a
 float); --resume continues from its last row, so a run can be spread over several sittings (--iterations
 counts the whole run). At the end the values are printed with the setoption commands that play them, and
---apply writes them into the header as the defaults of a normal build. Losses on time, illegal moves, crashes and
-stalls are counted over the whole run. Exit status: 1 when a game of the run ended in a fault, 2 when
+--apply writes them into the header as the defaults of a normal build. Losses on time, illegal moves,
+crashes and stalls are counted over the whole run. Exit status: 1 when a game of the run ended in a fault, 2 when
 nothing could be played.
 """
 import argparse
