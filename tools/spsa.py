@@ -19,8 +19,8 @@ Every iteration is appended to the log (iteration, games, result, faults by kind
 float); --resume continues from its last row, so a run can be spread over several sittings (--iterations
 counts the whole run). At the end the values are printed with the setoption commands that play them, and
 --apply writes them into the header as the defaults of a normal build. Losses on time, illegal moves,
-crashes and stalls are counted over the whole run. Exit status: 1 when a game of the run ended in a fault, 2 when
-nothing could be played.
+crashes and stalls are counted over the whole run. Exit status: 1 when a game of the run ended in a fault,
+2 when nothing could be played.
 """
 import argparse
 import csv
