@@ -81,9 +81,9 @@ inline int adjusted_reduction(int table_value, const Move &m, std::int64_t histo
 // shallower; its ordering is poor, and the next visit finds the table's move.
 DRAVNIK_TUNABLE(iir_depth, 5, 3, 10, 1)
 
-// The null move's reduction: depth / 5 + 3 plies besides the move itself, so deep nodes save more.
+// The null move's reduction: depth / 3 + 3 plies besides the move itself, so deep nodes save more.
 DRAVNIK_TUNABLE(null_move_base, 3, 1, 6, 1)
-DRAVNIK_TUNABLE(null_move_divisor, 5, 2, 12, 1)
+DRAVNIK_TUNABLE(null_move_divisor, 3, 2, 12, 1)
 DRAVNIK_TUNED_CONSTEXPR int null_move_reduction(int depth) {
     return depth / null_move_divisor + null_move_base;
 }
