@@ -23,11 +23,12 @@ SHARED = os.path.abspath(os.path.join(ROOT, "..", "shared"))
 FASTCHESS = os.path.join(SHARED, "tools", "fastchess", "fastchess")
 OPENINGS = os.path.join(SHARED, "openings")
 
-# How the manager ends a game that was not decided on the board: the words of its result comment.
-FAULTS = (("time", re.compile(r"(White|Black)[^,}]*loses on time")),
-          ("illegal", re.compile(r"(White|Black)[^,}]*illegal", re.IGNORECASE)),
-          ("crash", re.compile(r"(White|Black)[^,}]*(disconnect|crash|stall)", re.IGNORECASE)))
-FAULT_NAMES = {"time": "losses on time", "illegal": "illegal moves", "crash": "crashes and stalls"}
+# How the manager ends a game that was not decided on the board: each fault's kind, the name it is reported
+# by, and the words of the manager's result comment.
+FAULTS = (("time", "losses on time", re.compile(r"(White|Black)[^,}]*loses on time")),
+          ("illegal", "illegal moves", re.compile(r"(White|Black)[^,}]*illegal", re.IGNORECASE)),
+          ("crash", "crashes and stalls",
+           re.compile(r"(White|Black)[^,}]*(disconnect|crash|stall)", re.IGNORECASE)))
 MOVE_TIME = re.compile(r"[^,]*?(\d+\.\d+)s(,|$)")
 
 
@@ -91,7 +92,7 @@ def tally(pgn_text, totals):
         elif result in ("1-0", "0-1"):
             winner = white if result == "1-0" else black
             totals["wins" if winner == "new" else "losses"] += 1
-        for kind, pattern in FAULTS:
+        for kind, _, pattern in FAULTS:
             found = pattern.search(game)
             if found:
                 totals[kind][white if found.group(1) == "White" else black] += 1
@@ -109,7 +110,7 @@ def empty_totals():
     """Totals for tally(), which counts the games of the engines named "new" and "old"."""
     totals = {"games": 0, "wins": 0, "losses": 0, "draws": 0,
               "seconds": {"new": 0.0, "old": 0.0}, "moves": {"new": 0, "old": 0}}
-    for kind, _ in FAULTS:
+    for kind, _, _ in FAULTS:
         totals[kind] = {"new": 0, "old": 0}
     return totals
 
@@ -188,9 +189,9 @@ def main():
     print("games %d: new %d wins, %d losses, %d draws; score %.1f%%; Elo %+.1f +/- %.1f" %
           (n, w, l, d, 100.0 * (w + d / 2.0) / max(n, 1), rating, margin))
     faults = 0
-    for kind, _ in FAULTS:
+    for kind, name, _ in FAULTS:
         faults += totals[kind]["new"] + totals[kind]["old"]
-        print("%-20s new %d, old %d" % (FAULT_NAMES[kind] + ":", totals[kind]["new"], totals[kind]["old"]))
+        print("%-20s new %d, old %d" % (name + ":", totals[kind]["new"], totals[kind]["old"]))
     per_move = {k: totals["seconds"][k] / max(totals["moves"][k], 1) for k in ("new", "old")}
     print("%-20s new %.3f s, old %.3f s" % ("time per move:", per_move["new"], per_move["old"]))
     return 1 if faults else 0

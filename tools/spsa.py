@@ -34,13 +34,12 @@ import tempfile
 from collections import namedtuple
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from match import (FASTCHESS, FAULT_NAMES, FAULTS, OPENINGS, ROOT, empty_totals, game_limit,  # noqa: E402
-                   tally)
+from match import FASTCHESS, FAULTS, OPENINGS, ROOT, empty_totals, game_limit, tally  # noqa: E402
 
 HEADER = os.path.join(ROOT, "src", "search", "pruning.h")
 TUNABLE = re.compile(r"^DRAVNIK_TUNABLE\((\w+), (-?\d+), (-?\d+), (-?\d+), (\d+)\)", re.MULTILINE)
 Parameter = namedtuple("Parameter", "name default min max step")
-FAULT_KINDS = [kind for kind, _ in FAULTS]
+FAULT_KINDS = [kind for kind, _, _ in FAULTS]
 # The manager's engine names: tally() scores "new" against "old"; here "new" plays theta+.
 PLUS, MINUS = "new", "old"
 
@@ -223,8 +222,8 @@ def main():
     print("setoption commands:")
     print("\n".join("setoption name %s value %d" % (p.name, v) for p, v in zip(params, values)))
     print("fastchess: " + " ".join("option.%s=%d" % (p.name, v) for p, v in zip(params, values)))
-    for kind in FAULT_KINDS:
-        print("%-20s %d" % (FAULT_NAMES[kind] + ":", faults[kind]))
+    for kind, name, _ in FAULTS:
+        print("%-20s %d" % (name + ":", faults[kind]))
     if args.apply:
         apply(theta, params)
         print("spsa: wrote the values into %s; build a normal engine and test it (tools/match.py --sprt)"
