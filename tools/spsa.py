@@ -5,7 +5,7 @@ constants move towards the side that scored more.
 
   tools/spsa.py [--engine build/tune/dravnik] [--iterations 500] [--pairs 2] [--tc 5+0.05 | --nodes N]
                 [--openings 8moves_v3.pgn] [--concurrency 2] [--log build/spsa/spsa.csv] [--resume]
-                [--seed 1] [--apply]
+                [--seed 1] [--rate 0.1] [--apply]
 
 The constants, their ranges and steps are the DRAVNIK_TUNABLE lines of src/search/pruning.h. Iteration k
 (from 0) perturbs each constant by c_k = step / (k+1)^0.101 up (theta+) or down (theta-), rounds both sets
@@ -13,7 +13,11 @@ to integers within the ranges, and plays --pairs game pairs between them from ra
 swapped. With r the games theta+ won less those theta- won, each constant moves by a_k * r * c_k * delta
 (delta the sign of its nudge): the gradient estimate r / (2 c_k delta) times c_k^2, so that each constant
 moves in units of its own step. a_k = a / (k+1+A)^0.602 with A a tenth of the planned iterations and
-a = (1+A)^0.602, so that a_0 = 1: at the start, a pair won by one game moves every constant by its step.
+a = rate * (1+A)^0.602, so that a_0 = rate: at the start, a game won moves every constant by --rate of its
+step (0.1). A game's result is mostly noise: at a rate of 1 the constants of a first run wandered by up to
+fifteen steps in 83 iterations; at 0.1 the noise of 500 iterations of four games moves a constant by about one
+and a half steps, so that only a slope of a few Elo a step shows through. Every sitting of a run must use
+the same rate.
 
 Every iteration is appended to the log (iteration, games, result, faults by kind, every constant as a
 float); --resume continues from its last row, so a run can be spread over several sittings (--iterations
@@ -54,10 +58,14 @@ def clamp(x, p):
     return min(max(x, p.min), p.max)
 
 
-def gains(k, planned):
+# Steps a game won moves each constant by at the start of a run.
+RATE = 0.1
+
+
+def gains(k, planned, rate=RATE):
     """a_k and the factor of each step that makes c_k, for iteration k of a run of planned iterations."""
     big_a = 0.1 * planned
-    a = (1 + big_a) ** 0.602
+    a = rate * (1 + big_a) ** 0.602
     return a / (k + 1 + big_a) ** 0.602, 1.0 / (k + 1) ** 0.101
 
 
@@ -73,9 +81,9 @@ def perturb(theta, params, k, planned, delta):
             [rounded(t - c * p.step * d, p) for t, p, d in zip(theta, params, delta)])
 
 
-def update(theta, params, k, planned, delta, result):
+def update(theta, params, k, planned, delta, result, rate=RATE):
     """theta after an iteration in which theta+ scored result games more than theta-."""
-    a, c = gains(k, planned)
+    a, c = gains(k, planned, rate)
     return [float(clamp(t + a * result * c * p.step * d, p)) for t, p, d in zip(theta, params, delta)]
 
 
@@ -99,7 +107,7 @@ def read_log(path, params):
     return len(rows) - 1, theta, games, faults
 
 
-def tune(params, planned, play, log, resume, seed=1, report=print):
+def tune(params, planned, play, log, resume, seed=1, rate=RATE, report=print):
     """Runs the iterations of the log's run still to do; play(plus, minus, k, seed) plays theta+ against
     theta- and returns the games' totals (tally's). Returns theta."""
     if resume and os.path.exists(log):
@@ -119,7 +127,7 @@ def tune(params, planned, play, log, resume, seed=1, report=print):
         plus, minus = perturb(theta, params, k, planned, delta)
         totals = play(plus, minus, k, rng.randrange(1 << 31))
         result = totals["wins"] - totals["losses"]
-        theta = update(theta, params, k, planned, delta, result)
+        theta = update(theta, params, k, planned, delta, result, rate)
         found = [totals[kind][PLUS] + totals[kind][MINUS] for kind in FAULT_KINDS]
         with open(log, "a", newline="") as f:
             csv.writer(f).writerow([k + 1, totals["games"], result] + found + [repr(t) for t in theta])
@@ -190,6 +198,8 @@ def main():
     parser.add_argument("--log", default=os.path.join(ROOT, "build", "spsa", "spsa.csv"))
     parser.add_argument("--resume", action="store_true", help="continue the log's run")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--rate", type=float, default=RATE,
+                        help="steps a game won moves each constant by at first (the same in every sitting)")
     parser.add_argument("--apply", action="store_true", help="write the result into " + HEADER)
     args = parser.parse_args()
 
@@ -211,7 +221,7 @@ def main():
 
     with tempfile.TemporaryDirectory() as tmp:
         tune(params, args.iterations, manager_play(args, engine, params, tmp), args.log, args.resume,
-             args.seed)
+             args.seed, args.rate)
     done, theta, games, faults = read_log(args.log, params)
 
     print("after %d iterations, %d games:" % (done, games))

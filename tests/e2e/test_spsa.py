@@ -61,11 +61,13 @@ class Steps(unittest.TestCase):
         self.assertEqual(perturb([10.4, 0.5], P, 0, 10, [1, -1]), ([12, 0], [6, 2]))
         self.assertEqual(perturb([1.0, -2.6], P, 0, 10, [-1, -1]), ([0, -3], [5, -2]))
 
-    def test_a_game_won_moves_each_constant_a_step_at_first_and_less_later(self):
-        self.assertEqual(update([10.0, 0.0], P, 0, 10, [1, -1], 1), [12, -1.0])  # a held at its maximum
-        self.assertEqual(update([10.0, 0.0], P, 0, 10, [1, -1], -2), [2.0, 2.0])
-        later = update([10.0, 0.0], P, 9, 10, [1, -1], -1)
+    def test_a_game_won_moves_each_constant_by_the_rate_at_first_and_less_later(self):
+        self.assertEqual(update([10.0, 0.0], P, 0, 10, [1, -1], 1, 1.0), [12, -1.0])  # a held at its maximum
+        self.assertEqual(update([10.0, 0.0], P, 0, 10, [1, -1], -2, 1.0), [2.0, 2.0])
+        later = update([10.0, 0.0], P, 9, 10, [1, -1], -1, 1.0)
         self.assertTrue(10 - 4 < later[0] < 10 and 0 < later[1] < 0.5, later)
+        slow = update([10.0, 0.0], P, 0, 10, [1, -1], -2)  # the default rate: a tenth of that
+        self.assertEqual([round(x, 9) for x in slow], [9.2, 0.2])
 
     def test_a_run_resumed_after_an_interruption_ends_as_one_in_a_single_sitting(self):
         def play(plus, minus, k, seed, stop_at=None):
