@@ -21,6 +21,10 @@ template <class F> void for_each_field(Measures &m, F f) {
     f("bishop_mobility", m.bishop_mobility, 14, -300, 300);
     f("rook_mobility", m.rook_mobility, 15, -100, 100);
     f("queen_mobility", m.queen_mobility, 28, -30, 30);
+    f("rook_open_file", &m.rook_open_file, 1, 0, 2000);
+    f("rook_half_open_file", &m.rook_half_open_file, 1, 0, 2000);
+    f("knight_outpost", &m.knight_outpost, 1, 0, 2000);
+    f("bishop_outpost", &m.bishop_outpost, 1, 0, 2000);
     f("attacker_weight", m.attacker_weight, 4, 0, 400);
     f("zone_attack", &m.zone_attack, 1, 0, 400);
     f("weak_zone_square", &m.weak_zone_square, 1, 0, 600);

@@ -19,6 +19,13 @@ struct Measures {
     int bishop_mobility[14];
     int rook_mobility[15];
     int queen_mobility[28];
+    // Activity beyond the count of safe squares, in the general mobility's units: a rook on a file without
+    // pawns and on one without own pawns; a knight and a bishop on an outpost (the fourth to sixth rank from
+    // their side, guarded by an own pawn, where no enemy pawn can ever attack it).
+    int rook_open_file;
+    int rook_half_open_file;
+    int knight_outpost;
+    int bishop_outpost;
     // King danger, the enemy king's peril as one number: each piece attacking the zone (the king and its
     // neighbours) weighs by kind (knight, bishop, rook, queen), and the summed weights count once per
     // attacker, so that a lone attacker does little; then each attack on a zone square, each zone square

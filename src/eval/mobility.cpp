@@ -40,6 +40,14 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
 
     u64 knights = 0, bishops = 0, rooks = 0, queens = 0;
     int knight_mob = 0, bishop_mob = 0, rook_mob = 0, queen_mob = 0;
+    // Activity the safe squares miss: minor pieces on outposts (guarded by an own pawn where no enemy
+    // pawn, as far as it may still advance, can drive them off) and rooks on files without own pawns.
+    const u64 own_pawns = pos.pieces(wpawn + c).value(), enemy_pawns = pos.pieces(wpawn + 8 - c).value();
+    const u64 enemy_reach = pawn_attacks<1 - colour>(forward_fill<1 - colour>(enemy_pawns));
+    const u64 outposts = (relative_rank<colour>(3) | relative_rank<colour>(4) | relative_rank<colour>(5)) &
+                         m_att[colour][wpawn] & ~enemy_reach;
+    squares += ms.knight_outpost * popcnt(pos.pieces(wknight + c).value() & outposts) +
+               ms.bishop_outpost * popcnt(pos.pieces(wbishop + c).value() & outposts);
     for (u64 b = pos.pieces(wknight + c).value(); b; b &= b - 1) {
         const u64 a = m_attacks.knight(Square(lsb(b))).value();
         knights |= a;
@@ -59,6 +67,8 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
         const u64 a = m_attacks.rook(Square(s), occupied).value();
         rooks |= a;
         rook_mob += ms.rook_mobility[account(a, ms.attacker_weight[2])];
+        const u64 file = a_file.value() << (s & 7);
+        if (!(file & own_pawns)) squares += file & enemy_pawns ? ms.rook_half_open_file : ms.rook_open_file;
         if (may_lock) {
             const u64 rb = b & (0 - b), free = a & ~own;
             const int king_file = lsb(king) & 7;

@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [158924, 106883, 45316]
-TOTAL_NODES = 311123
+POSITION_NODES = [137813, 106725, 60087]
+TOTAL_NODES = 304625
 
 
 def test_bench_node_counts(binary):

@@ -158,6 +158,42 @@ TEST(Evaluation, KingDangerGrowsWithTheAttack) {
     EXPECT_GT(queenless, 0.0f);
 }
 
+// Rooks on files without own pawns and minor pieces on outposts count for activity, white's minus black's.
+TEST(Evaluation, OpenFilesAndOutpostsCountForActivity) {
+    const Measures fitted = measures();
+    // The count a rule adds to the mobility variable in a position: the variable with only that rule at
+    // 1000, less the variable with none of the activity rules, in units of 1000.
+    auto count = [&](const char *fen, int Measures::*rule) {
+        Measures &m = tunable_measures();
+        m = fitted;
+        m.rook_open_file = m.rook_half_open_file = m.knight_outpost = m.bishop_outpost = 0;
+        const float none = Evaluated(fen).var(v_mobility);
+        m.*rule = 1000;
+        const float with = Evaluated(fen).var(v_mobility);
+        tunable_measures() = fitted;
+        return std::lround((with - none) / fitted.scale[v_mobility] / 1000.0f);
+    };
+    // d-file empty of pawns, e-file holds a black pawn only; black's a8 rook stands behind its own pawn.
+    const char *rooks = "r5k1/p4ppp/4p3/8/8/8/5PPP/3R1RK1 w - - 0 1";
+    EXPECT_EQ(count(rooks, &Measures::rook_open_file), 1);
+    EXPECT_EQ(count(rooks, &Measures::rook_half_open_file), 0);
+    EXPECT_EQ(count("r5k1/p4ppp/4p3/8/8/8/5PPP/4RRK1 w - - 0 1", &Measures::rook_half_open_file), 1);
+    EXPECT_EQ(count("4r1k1/p4ppp/8/8/8/8/P3PPPP/3R2K1 w - - 0 1", &Measures::rook_half_open_file), -1);
+    // Nd5 guarded by e4 with no black c- or e-pawn left to chase it; black's Nd4 guarded by e5 likewise.
+    const char *knights = "6k1/pp3ppp/8/3Np3/3nP3/8/PP3PPP/6K1 w - - 0 1";
+    EXPECT_EQ(count(knights, &Measures::knight_outpost), 0);
+    EXPECT_EQ(count("6k1/pp3ppp/8/3Np3/4P3/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), 1);
+    EXPECT_EQ(count("6k1/pp3ppp/8/4p3/3nP3/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), -1);
+    // A c-pawn that may still advance to c6 takes the outpost away; one already past it does not.
+    EXPECT_EQ(count("6k1/ppp2ppp/8/3Np3/4P3/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), 0);
+    EXPECT_EQ(count("6k1/pp3ppp/8/3Np3/2p1P3/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), 1);
+    // An unguarded square and the third rank are no outposts; a bishop counts by its own rule.
+    EXPECT_EQ(count("6k1/pp3ppp/8/3N4/8/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), 0);
+    EXPECT_EQ(count("6k1/pp3ppp/8/8/8/3N4/PP2PPPP/6K1 w - - 0 1", &Measures::knight_outpost), 0);
+    EXPECT_EQ(count("6k1/pp3ppp/8/3Bp3/4P3/8/PP3PPP/6K1 w - - 0 1", &Measures::bishop_outpost), 1);
+    EXPECT_EQ(count("6k1/pp3ppp/8/3Bp3/4P3/8/PP3PPP/6K1 w - - 0 1", &Measures::knight_outpost), 0);
+}
+
 TEST(Evaluation, PassedPawnSetsOfTheLastEvaluation) {
     Evaluated e("4k3/p7/8/1p1P4/8/8/PP5P/4K3 w - - 0 1");
     // a2 is held by a7 and b5 (its neighbour file), b2 by b5; d5 and h2 run free.
