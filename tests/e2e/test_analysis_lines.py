@@ -37,7 +37,9 @@ def best_of(e, fen, depth, moves):
 
 def test_each_line_is_the_best_of_the_moves_below_the_lines_above(binary):
     e = Engine(binary)
-    for fen, depth, count, tolerance in ((TACTICAL, 7, 3, 15), (OPENING, 8, 4, 40)):
+    # A separate search of the same moves builds another tree: its score may differ by about a tenth of a
+    # pawn in the tactical position's losing lines, more in the quiet opening.
+    for fen, depth, count, tolerance in ((TACTICAL, 7, 3, 25), (OPENING, 8, 4, 40)):
         e.send("setoption name MultiPV value %d" % count)
         e.send("ucinewgame")
         e.send("position fen " + fen)
