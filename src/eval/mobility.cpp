@@ -179,7 +179,7 @@ void Mobility::compute(const ChessPosition &pos, float *var) {
     danger<0>(pos, occupied);
 
     // Raw counts: the evaluation applies each variable's scale. mobility: all safe squares of knights,
-    // bishops, rooks and queens; the kinds: their table values.
+    // bishops, rooks and queens with the outposts and open files; the kinds: their table values.
     var[v_mobility] = static_cast<float>(m_squares[1] - m_squares[0]);
     var[v_knight_mobility] = static_cast<float>(m_kind_mobility[1][wknight] - m_kind_mobility[0][wknight]);
     var[v_bishop_mobility] = static_cast<float>(m_kind_mobility[1][wbishop] - m_kind_mobility[0][wbishop]);

@@ -41,7 +41,7 @@ class Mobility {
     int m_attacker_weight[2]; // their summed weights by kind
     int m_danger[2];
     int m_safe_queen_checks[2];
-    int m_squares[2];          // safe squares of all knights, bishops, rooks and queens
+    int m_squares[2];          // safe squares of knights, bishops, rooks and queens, outposts, open files
     int m_kind_mobility[2][6]; // table values of the safe squares, by kind (knight .. queen)
     int m_locked[2];           // rooks shut in by their own uncastled king
 };
