@@ -32,6 +32,8 @@ template <int colour> inline u64 forward(u64 b, int ranks = 1) {
 template <int colour> inline u64 forward_fill(u64 b) { return colour ? north_fill(b) : south_fill(b); }
 template <int colour> inline u64 backward_fill(u64 b) { return colour ? south_fill(b) : north_fill(b); }
 using ::pawn_attacks;
+// The squares of a file by its number (0 = the a-file).
+constexpr u64 file_mask(int file) { return a_file.value() << file; }
 // A rank seen from the colour's own side (0 = its back rank).
 template <int colour> constexpr u64 relative_rank(int r) { return 0xFFULL << (8 * (colour ? r : 7 - r)); }
 

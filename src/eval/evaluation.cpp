@@ -165,7 +165,7 @@ template <int colour> void Evaluation::king_safety_of(int *out) const {
         const int king_file = lsb(king) & 7;
         for (int f = king_file - 1; f <= king_file + 1; ++f) {
             if (f < 0 || f > 7) continue;
-            const u64 file = a_file.value() << f;
+            const u64 file = file_mask(f);
             if (!(file & all_pawns))
                 out[ks_open_files] += ms.open_file;
             else if (!(file & own_pawns))

@@ -67,7 +67,7 @@ template <int colour> void Mobility::piece_attacks(const ChessPosition &pos, u64
         const u64 a = m_attacks.rook(Square(s), occupied).value();
         rooks |= a;
         rook_mob += ms.rook_mobility[account(a, ms.attacker_weight[2])];
-        const u64 file = a_file.value() << (s & 7);
+        const u64 file = file_mask(s & 7);
         if (!(file & own_pawns)) squares += file & enemy_pawns ? ms.rook_half_open_file : ms.rook_open_file;
         if (may_lock) {
             const u64 rb = b & (0 - b), free = a & ~own;
