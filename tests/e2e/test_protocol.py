@@ -61,12 +61,17 @@ def test_fixed_move_times_around_the_margin_think_without_a_cliff(binary):
     e = Engine(binary)
     e.send("position fen r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9")
     e.isready()
+    # A machine busy with other work may hold the engine back once: a late answer counts only when three
+    # tries in a row are late. Thinking less than the floor is never the machine's doing.
     for movetime, least in ((150, 130), (180, 160), (200, 180), (220, 180), (250, 180), (400, 180)):
-        start = time.monotonic()
-        lines = e.go("go movetime %d" % movetime, 10)
-        took = (time.monotonic() - start) * 1000
-        assert least <= took < within(movetime + 100), (movetime, took)
-        assert lines[-1].startswith("bestmove ") and lines[-1] != "bestmove 0000", lines[-1]
+        tries = []
+        while len(tries) < 3 and (not tries or tries[-1] >= within(movetime + 100)):
+            start = time.monotonic()
+            lines = e.go("go movetime %d" % movetime, 10)
+            tries.append((time.monotonic() - start) * 1000)
+            assert least <= tries[-1], (movetime, tries)
+            assert lines[-1].startswith("bestmove ") and lines[-1] != "bestmove 0000", lines[-1]
+        assert tries[-1] < within(movetime + 100), (movetime, tries)
     assert e.quit() == 0
 
 
