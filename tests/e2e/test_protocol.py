@@ -64,14 +64,14 @@ def test_fixed_move_times_around_the_margin_think_without_a_cliff(binary):
     # A machine busy with other work may hold the engine back once: a late answer counts only when three
     # tries in a row are late. Thinking less than the floor is never the machine's doing.
     for movetime, least in ((150, 130), (180, 160), (200, 180), (220, 180), (250, 180), (400, 180)):
-        tries = []
-        while len(tries) < 3 and (not tries or tries[-1] >= within(movetime + 100)):
+        tries, bound = [], within(movetime + 100)
+        while len(tries) < 3 and (not tries or tries[-1] >= bound):
             start = time.monotonic()
             lines = e.go("go movetime %d" % movetime, 10)
             tries.append((time.monotonic() - start) * 1000)
             assert least <= tries[-1], (movetime, tries)
             assert lines[-1].startswith("bestmove ") and lines[-1] != "bestmove 0000", lines[-1]
-        assert tries[-1] < within(movetime + 100), (movetime, tries)
+        assert tries[-1] < bound, (movetime, tries)
     assert e.quit() == 0
 
 
