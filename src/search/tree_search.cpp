@@ -265,7 +265,10 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         return beta;
     // 7. Null move: passing still holds beta, so a move will too. Failing, a second pass against a
     //    lowered window finds out whether the opponent threatens something; a threat deepens the node.
-    if (beta <= s && nullmove_allowed()) {
+    //    Not when the table holds an upper bound below beta: a search of this node fell short of beta
+    //    before, at some draft, and a pass, which is worse than the best move, nearly always fails too.
+    const bool table_says_below = hit && tt_bound == upperbound && tt_score < beta;
+    if (beta <= s && nullmove_allowed() && !table_says_below) {
         int v = nullmove_search(depth, alpha, beta);
         if (v >= beta) return beta;
         v = nullmove_search(depth, alpha - null_threat_margin, beta - null_threat_margin);
@@ -386,12 +389,12 @@ int Analysis::nullmove_search(int depth, int alpha, int beta) {
 
 int Analysis::quiescence(int alpha, int beta, int qdepth) {
     // 1. Count the node (the leaf that called at depth 0 counted it already).
-    m_tt.prefetch(m_pos.key()); // probed after the stand-pat score
+    m_tt.prefetch(m_pos.key()); // probed after the static score
     if (qdepth < 0) new_node();
     if (m_ply > m_seldepth.load(std::memory_order_relaxed))
         m_seldepth.store(m_ply, std::memory_order_relaxed);
-    // 2. Stand pat: the static score (mate in check until a move proves otherwise), mate scores moved to
-    //    this ply's distance.
+    // 2. The score to stand on: the static score (mate in check until a move proves otherwise), mate
+    //    scores moved to this ply's distance.
     const bool in_check = m_pos.check();
     int s;
     if (in_check) {
@@ -403,12 +406,12 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         else if (s < -mate_bound)
             s += m_ply;
     }
-    if (s >= beta) return beta;
-    if (s > alpha) alpha = s;
-    if (stop_requested() || m_ply >= max_ply - 2) return alpha;
+    if (stop_requested() || m_ply >= max_ply - 2) return s >= beta ? beta : (s > alpha ? s : alpha);
 
     // 3. The table: a bound from an earlier visit, at any draft, often ends the node before a move is
-    //    made. Mate scores are left out: this search shortens them differently from the table.
+    //    made. Otherwise a bound tighter than the static score stands in for it out of check (a lower
+    //    bound above it, an upper bound below it): a searched score knows the threats the static score
+    //    misses. Mate scores are left out: this search shortens them differently from the table.
     int tt_score = 0, tt_draft = 0;
     bound_t tt_bound = upperbound;
     bool hit = false;
@@ -417,7 +420,13 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         if (tt_bound != upperbound && tt_score >= beta) return beta;
         if (tt_bound != lowerbound && tt_score <= alpha) return alpha;
         if (tt_bound == exact_value) return tt_score;
+        const bool tighter =
+            (tt_bound == lowerbound && tt_score > s) || (tt_bound == upperbound && tt_score < s);
+        if (!in_check && tighter) s = tt_score;
     }
+    // Standing pat on that score.
+    if (s >= beta) return beta;
+    if (s > alpha) alpha = s;
     const int alpha0 = alpha;
 
     // 4. Every move in check, else the captures (and promotions) alone.

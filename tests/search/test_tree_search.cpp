@@ -234,8 +234,8 @@ TEST(Quiescence, ReadsTheTableAtAnyDraftAndLeavesDeeperEntriesAndMatesAlone) {
         EXPECT_GT(s.a->quiescence(stand + 30, stand + 1000, 0), stand + 30);
         EXPECT_GT(s.a->get_node_count(), 0u);
     }
-    // An upper bound at or below alpha ends the node at alpha (here the stand-pat score); a mate score in
-    // the table is not read, and the capture is searched.
+    // An upper bound at or below alpha ends the node at alpha before the static score is stood on; a mate
+    // score in the table is not read, and the capture is searched.
     for (int stored : {-5000, -29990}) {
         Search s(fen);
         tables().tt().clear();
@@ -243,7 +243,7 @@ TEST(Quiescence, ReadsTheTableAtAnyDraftAndLeavesDeeperEntriesAndMatesAlone) {
         const int stand = s.a->static_eval();
         const int v = s.a->quiescence(-1000, 1000, 0);
         if (stored == -5000)
-            EXPECT_EQ(v, stand);
+            EXPECT_EQ(v, -1000);
         else
             EXPECT_GT(v, stand + 50);
         EXPECT_EQ(s.a->get_node_count(), stored == -5000 ? 0u : 1u);
@@ -258,5 +258,22 @@ TEST(Quiescence, ReadsTheTableAtAnyDraftAndLeavesDeeperEntriesAndMatesAlone) {
         ASSERT_TRUE(table_entry(s, r));
         EXPECT_EQ(r.get_draft(), 4);
         EXPECT_EQ(r.get_score(0), 7);
+    }
+}
+
+TEST(Quiescence, StandsPatOnATableBoundTighterThanTheStaticScore) {
+    // No capture here, so the capture search returns the score it stands on. Out of check a lower bound
+    // above the static score or an upper bound below it replaces it; a looser bound does not.
+    const char *fen = "4k3/pp6/8/8/8/8/PP6/4K3 w - - 0 1";
+    for (bound_t bound : {lowerbound, upperbound}) {
+        for (int offset : {-20, 20}) {
+            Search s(fen);
+            tables().tt().clear();
+            const int stand = s.a->static_eval();
+            store_bound(s, bound, 0, stand + offset);
+            const bool tighter = (bound == lowerbound) == (offset > 0);
+            EXPECT_EQ(s.a->quiescence(-1000, 1000, 0), tighter ? stand + offset : stand)
+                << (bound == lowerbound ? "lower" : "upper") << " bound at " << offset;
+        }
     }
 }
