@@ -123,6 +123,15 @@ constexpr double fifty_move_taper_per_ply = 0.02;
 // long chains of equal trades cost much and change little.
 constexpr int even_exchange_qdepth = -8;
 
+// Delta pruning: in the capture search, out of check, a capture (not a promotion) whose victim, won
+// outright, with this margin added still leaves the static score at or below alpha is not searched: no
+// exchange gains more than its victim, and the margin covers what the capture's position adds besides.
+// Victims are counted at twice their value in centipawns, about what the evaluation weighs them.
+DRAVNIK_TUNABLE(delta_margin, 400, 0, 1200, 40)
+DRAVNIK_TUNED_CONSTEXPR bool delta_pruned(int static_score, int victim_centipawns, int alpha) {
+    return static_score + 2 * victim_centipawns + delta_margin <= alpha;
+}
+
 // The root's aspiration window: this many centipawns on either side of the last score, doubled on each
 // fail; beyond this bound the window opens fully (mates and large scores are not worth narrowing).
 DRAVNIK_TUNABLE(aspiration_half_width, 25, 5, 150, 5)

@@ -440,11 +440,15 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
         m_gen.serialize_captures(m_pos, table, list);
         if (list.size() == 0) return alpha;
     }
-    // 5. Captures that lose material are not searched; deep in the capture search, even exchanges neither.
+    // 5. Captures that lose material are not searched, nor those whose victim cannot lift the score to
+    //    alpha; deep in the capture search, even exchanges neither.
     //    A child's mate score is moved one ply further from the root.
     MovePicker picker(m_pos, m_order, m_ply, list, Move(), m_slots[m_ply],
                       in_check ? MovePicker::mode_t::all : MovePicker::mode_t::captures);
     for (Move m; (m = picker.next()).word();) {
+        if (!in_check && !m.is_promotion() && s > -mate_bound &&
+            delta_pruned(s, Piece::kind_value[m.capture_id() & 7], alpha))
+            continue;
         if (!in_check && !picker.exchange_at_least(qdepth < even_exchange_qdepth ? 1 : 0)) continue;
         make_move(m);
         const int child = quiescence(-beta, -alpha, qdepth - 1);

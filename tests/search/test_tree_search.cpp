@@ -277,3 +277,22 @@ TEST(Quiescence, StandsPatOnATableBoundTighterThanTheStaticScore) {
         }
     }
 }
+
+TEST(Quiescence, CapturesWhoseVictimCannotReachAlphaAreNotSearched) {
+    // exd5 wins a pawn (twice 100 units) and the margin adds 400: with alpha that far above the stand-pat
+    // score or more the capture is not made, a unit less and it is.
+    const char *fen = "r3k2r/p6p/8/3p4/4P3/8/P6P/R3K2R w - - 0 1";
+    for (int above : {600, 599}) {
+        Search s(fen);
+        tables().tt().clear();
+        const int alpha = s.a->static_eval() + above;
+        EXPECT_EQ(s.a->quiescence(alpha, alpha + 1, 0), alpha);
+        EXPECT_EQ(s.a->get_node_count(), above == 600 ? 0u : 1u) << above;
+    }
+    // A promotion, capturing or not, is searched however far alpha stands: the new queen is not counted.
+    Search p("1n2k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    tables().tt().clear();
+    const int alpha = p.a->static_eval() + 3000;
+    p.a->quiescence(alpha, alpha + 1, 0);
+    EXPECT_GE(p.a->get_node_count(), 2u);
+}
