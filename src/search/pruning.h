@@ -98,9 +98,9 @@ DRAVNIK_TUNABLE(verification_margin, 200, 50, 800, 30)
 DRAVNIK_TUNABLE(verification_reduction, 4, 2, 8, 1)
 
 // The late-move reduction table's formula (LmrTable), in hundredths: base + ln(depth) * ln(index / 2) *
-// 100 / divisor. The defaults leave the product alone.
+// 100 / divisor. The divisor takes the product to 100/130 of itself: late moves reduced a little less.
 DRAVNIK_TUNABLE(lmr_base, 0, -100, 150, 10)
-DRAVNIK_TUNABLE(lmr_divisor, 100, 50, 250, 8)
+DRAVNIK_TUNABLE(lmr_divisor, 130, 50, 250, 8)
 
 // Beyond this many plies from the root a node is a leaf whatever its depth: checks and extensions cannot
 // drive a line on for ever, and the per-ply arrays keep room below max_ply.
