@@ -26,11 +26,11 @@ int class_of(Search &s, const std::string &text) {
 TEST(LmrTable, ReductionsAtLeastOneAndClampedAtTheEdges) {
     const LmrTable lmr;
     EXPECT_EQ(lmr.value(1, 255), 1);
-    EXPECT_EQ(lmr.value(10, 10), 3); // ln 10 * ln 5 = 3.71
-    EXPECT_EQ(lmr.value(101, 255), 22);
-    EXPECT_EQ(lmr.value(500, 5000), 22);
+    EXPECT_EQ(lmr.value(10, 10), 2); // ln 10 * ln 5 / 1.3 = 2.85
+    EXPECT_EQ(lmr.value(101, 255), 17);
+    EXPECT_EQ(lmr.value(500, 5000), 17);
     EXPECT_EQ(lmr.value(-3, -1), 1);
-    EXPECT_EQ(lmr.pv_value(10, 10), 2);
+    EXPECT_EQ(lmr.pv_value(20, 20), 4); // ln 20 * ln 10 / 1.3 = 5.31, a ply less
 }
 
 TEST(Killer, NewestFirstWithoutDuplicates) {
