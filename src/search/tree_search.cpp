@@ -445,8 +445,10 @@ int Analysis::quiescence(int alpha, int beta, int qdepth) {
     //    A child's mate score is moved one ply further from the root.
     MovePicker picker(m_pos, m_order, m_ply, list, Move(), m_slots[m_ply],
                       in_check ? MovePicker::mode_t::all : MovePicker::mode_t::captures);
+    // A score at mate distance is no yardstick for a victim's worth.
+    const bool may_delta_prune = !in_check && s > -mate_bound;
     for (Move m; (m = picker.next()).word();) {
-        if (!in_check && !m.is_promotion() && s > -mate_bound &&
+        if (may_delta_prune && !m.is_promotion() &&
             delta_pruned(s, Piece::kind_value[m.capture_id() & 7], alpha))
             continue;
         if (!in_check && !picker.exchange_at_least(qdepth < even_exchange_qdepth ? 1 : 0)) continue;
