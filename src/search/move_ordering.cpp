@@ -54,7 +54,7 @@ LmrTable::LmrTable() {
         for (int i = 0; i < indices; ++i) {
             int r = 1;
             if (d >= 1 && i >= 1) {
-                // The base is 0 and the divisor 130: late moves are reduced by 100/130 of the product.
+                // The divisor scales the product, the base shifts it (values and reasons in pruning.h).
                 const double x =
                     std::log(static_cast<double>(d)) * std::log(i * 0.5) * (100.0 / lmr_divisor) +
                     lmr_base / 100.0;
