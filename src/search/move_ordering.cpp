@@ -13,7 +13,7 @@
 namespace {
 
 // Floor division by 8, also for negative counters.
-inline std::int64_t div8(std::int64_t v) { return v >= 0 ? v >> 3 : ~(~v >> 3); }
+inline std::int16_t div8(std::int16_t v) { return static_cast<std::int16_t>(v >= 0 ? v >> 3 : ~(~v >> 3)); }
 
 } // namespace
 
@@ -21,12 +21,12 @@ void HistoryTable::clear() { std::fill(&m_table[0][0], &m_table[0][0] + 15 * 64,
 
 void HistoryTable::divide_by_8() {
     for (auto &row : m_table)
-        for (std::int64_t &v : row)
+        for (std::int16_t &v : row)
             v = div8(v);
 }
 
 CounterMove::CounterMove()
-    : m_block(bytes, LargeBlock::pages::large), m_table(static_cast<std::int64_t *>(m_block.get())) {
+    : m_block(bytes, LargeBlock::pages::large), m_table(static_cast<std::int16_t *>(m_block.get())) {
     if (!m_table) throw std::bad_alloc();
 }
 
@@ -69,18 +69,18 @@ LmrTable::LmrTable() {
 
 void MoveOrdering::learn(const ChessPosition &pos, int ply, const MoveList &list, int searched,
                          const Move &cut, int depth) {
-    const std::int64_t amount = std::int64_t(1) << (depth < 0 ? 0 : depth > 40 ? 40 : depth);
+    const int bonus = history_bonus(depth);
     const Move previous = pos.last_move();
     const Move own_previous = pos.move_before_last();
     for (const Move &earlier : {previous, own_previous}) {
         if (earlier.word() == 0) continue;
-        m_counter.increment(earlier, cut, amount);
+        m_counter.update(earlier, cut, bonus);
         for (int i = 0; i < searched; ++i)
-            m_counter.decrement(earlier, list[i], amount);
+            m_counter.update(earlier, list[i], -bonus);
     }
-    m_history.increment(cut, amount);
+    m_history.update(cut, bonus);
     for (int i = 0; i < searched; ++i)
-        m_history.decrement(list[i], amount);
+        m_history.update(list[i], -bonus);
     m_killer.set_killer(ply, cut);
 }
 

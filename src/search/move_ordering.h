@@ -9,18 +9,34 @@
 #include "board/move.h"
 #include "search/large_block.h"
 
+// Every learning counter moves towards +-history_limit: an update adds its bonus less the share of the
+// bonus the counter already holds, so counters stay bounded (they fit 16 bits) and a run of recent cuts
+// outweighs an old one however deep it was.
+constexpr int history_limit = 16384;
+inline int history_update(int counter, int bonus) {
+    return counter + bonus - counter * (bonus < 0 ? -bonus : bonus) / history_limit;
+}
+// A cut's bonus grows with the square of its depth (a deep cut saw more), capped so that one cut moves a
+// counter at most half-way to the limit.
+inline int history_bonus(int depth) {
+    const int d = depth < 1 ? 1 : depth;
+    return d * d * 32 < history_limit / 2 ? d * d * 32 : history_limit / 2;
+}
+
 // Counters by moving piece (0-14) and target square.
 class HistoryTable {
   public:
     HistoryTable() { clear(); }
     std::int64_t value(const Move &m) const { return m_table[m.piece_id()][m.to_id()]; }
-    void increment(const Move &m, std::int64_t amount) { m_table[m.piece_id()][m.to_id()] += amount; }
-    void decrement(const Move &m, std::int64_t amount) { m_table[m.piece_id()][m.to_id()] -= amount; }
+    void update(const Move &m, int bonus) {
+        std::int16_t &v = m_table[m.piece_id()][m.to_id()];
+        v = static_cast<std::int16_t>(history_update(v, bonus));
+    }
     void clear();
     void divide_by_8();
 
   private:
-    std::int64_t m_table[15][64];
+    std::int16_t m_table[15][64];
 };
 
 // Counters by (earlier move's piece and target, move's piece and target); serves both as counter-move
@@ -28,18 +44,16 @@ class HistoryTable {
 class CounterMove {
   public:
     static constexpr int entries = 15 * 64 * 15 * 64;
-    static constexpr std::size_t bytes = entries * sizeof(std::int64_t);
+    static constexpr std::size_t bytes = entries * sizeof(std::int16_t);
 
     CounterMove();
     CounterMove(const CounterMove &o);
     CounterMove &operator=(const CounterMove &o);
 
     std::int64_t value(const Move &earlier, const Move &m) const { return m_table[index(earlier, m)]; }
-    void increment(const Move &earlier, const Move &m, std::int64_t amount) {
-        m_table[index(earlier, m)] += amount;
-    }
-    void decrement(const Move &earlier, const Move &m, std::int64_t amount) {
-        m_table[index(earlier, m)] -= amount;
+    void update(const Move &earlier, const Move &m, int bonus) {
+        std::int16_t &v = m_table[index(earlier, m)];
+        v = static_cast<std::int16_t>(history_update(v, bonus));
     }
     void clear();
     void divide_by_8();
@@ -49,7 +63,7 @@ class CounterMove {
         return ((earlier.piece_id() * 64 + earlier.to_id()) * 15 + m.piece_id()) * 64 + m.to_id();
     }
     LargeBlock m_block;
-    std::int64_t *m_table; // in m_block
+    std::int16_t *m_table; // in m_block
 };
 
 // Two cut moves per ply, A the newest. Plies outside the table are ignored and read as no move.
@@ -153,7 +167,7 @@ class MoveOrdering {
         m_counter.divide_by_8();
         m_killer.clear();
     }
-    // A quiet move cut at this ply: it gains, the quiet moves searched before it lose, by 2^depth.
+    // A quiet move cut at this ply: it gains, the quiet moves searched before it lose, by the depth's bonus.
     void learn(const ChessPosition &pos, int ply, const MoveList &list, int searched, const Move &cut,
                int depth);
     // Every move's class: the table's move, captures by exchange, killers, counter moves and follow-ups,

@@ -134,7 +134,7 @@ void MovePicker::rank_quiets() {
     for (int i = m_captures_end; i < n; ++i) {
         const QuietCounts c = m_order.counts(m_list[i], previous, own_previous);
         candidates.offer(m_list[i], c);
-        m_slots[i] = {c.rank(), c.history};
+        m_slots[i] = {c.rank()};
     }
     const std::uint64_t pawn_attacked = pawn_attacked_squares(m_pos).value();
     for (int i = m_captures_end; i < n; ++i) {

@@ -13,10 +13,10 @@
 
 class MovePicker {
   public:
-    // What the picker keeps of a move of the list while it works: the quiet moves' rank and history, a
-    // losing capture's exchange.
+    // What the picker keeps of a move of the list while it works: a quiet move's rank by the learning
+    // tables, a losing capture's exchange.
     struct Slot {
-        std::int64_t rank, history;
+        std::int64_t rank;
     };
     enum class mode_t { all, captures, sorted };
 
@@ -52,10 +52,8 @@ class MovePicker {
     // of a piece worth at least the mover and the threshold, away from the ranks where a pawn's recapture
     // would promote).
     bool exchange_at_least(int threshold);
-    // The history of the last move handed out.
-    std::int64_t history() const {
-        return m_current_ranked ? m_slots[m_current_slot].history : m_order.history(m_current);
-    }
+    // The rank of the last move handed out by the learning tables (0 for a move that was never ranked).
+    std::int64_t rank() const { return m_current_ranked ? m_slots[m_current_slot].rank : 0; }
 
   private:
     enum class stage_t {

@@ -65,14 +65,16 @@ inline bool may_reduce(int extension, bool in_check, const Move &m) {
 }
 
 // The reduction of a null-window node's move, from the table's by depth and index: a ply less for a move
-// the learning tables rank high (a counter move, follow-up or one of the three best by history), a ply more
-// for a quiet move whose history is negative (it failed more often than it cut) or when the side's static
-// score is not improving.
-inline int adjusted_reduction(int table_value, const Move &m, std::int64_t history, bool improving) {
+// the learning tables rank high (a counter move, follow-up or one of the three best by history); for a
+// quiet move, a ply less or more per lmr_history_divisor of its rank (history plus counter-move and
+// follow-up counts: what the tables know of it, for or against); a ply more when the side's static score
+// is not improving.
+DRAVNIK_TUNABLE(lmr_history_divisor, 10000, 3000, 30000, 1000)
+inline int adjusted_reduction(int table_value, const Move &m, std::int64_t rank, bool improving) {
     int r = table_value;
     const xmove_t x = m.xcode();
     if (x == counter_move || x == historical_move1 || x == historical_move2 || x == historical_move3) --r;
-    if (m.capture_id() == 0 && history < 0) ++r;
+    if (m.capture_id() == 0) r -= static_cast<int>(rank / lmr_history_divisor);
     if (!improving) ++r;
     return r < 0 ? 0 : r;
 }

@@ -346,7 +346,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
             continue;
         const int e = extend(in_check && list.size() == 1, m, m.check() && picker.exchange_at_least(0));
         const int r = may_reduce(e, in_check, m)
-                          ? adjusted_reduction(m_lmr.value(depth, index), m, picker.history(), rising)
+                          ? adjusted_reduction(m_lmr.value(depth, index), m, picker.rank(), rising)
                           : 0;
         make_move(m);
         int v = -nullwindow_search(depth - 1 - r + e, -beta, -alpha);

@@ -51,20 +51,42 @@ TEST(Killer, NewestFirstWithoutDuplicates) {
 TEST(HistoryTables, CountersByPieceAndTargetAndByPairsOfMoves) {
     HistoryTable h;
     const Move a = quiet(12, 28, wpawn), b = quiet(62, 45, bknight);
-    h.increment(a, 1 << 10);
-    h.decrement(b, 9);
+    h.update(a, 1 << 10);
+    h.update(b, -9);
     h.divide_by_8();
     EXPECT_EQ(h.value(quiet(3, 28, wpawn)), 128); // same piece and target
     EXPECT_EQ(h.value(b), -2);                    // towards minus infinity
     EXPECT_EQ(h.value(quiet(12, 28, wknight)), 0);
     CounterMove cm;
     const Move last = quiet(63, 63, bking); // the very last entry
-    cm.increment(last, last, 8);
-    cm.decrement(a, b, 17);
+    cm.update(last, last, 8);
+    cm.update(a, b, -17);
     EXPECT_EQ(cm.value(b, a), 0); // order matters
     EXPECT_EQ(CounterMove(cm).value(a, b), -17);
     cm.divide_by_8();
     EXPECT_EQ(cm.value(last, last), 1);
+}
+
+TEST(HistoryTables, CountersStayBoundedAndRecentCutsOutweighOldOnes) {
+    // The deepest cuts, again and again, approach the limit without passing it (or wrapping 16 bits).
+    HistoryTable h;
+    const Move a = quiet(12, 28, wpawn);
+    for (int i = 0; i < 200; ++i)
+        h.update(a, history_bonus(60));
+    EXPECT_LE(h.value(a), history_limit);
+    EXPECT_GT(h.value(a), history_limit - 64);
+    CounterMove cm;
+    for (int i = 0; i < 200; ++i)
+        cm.update(a, a, -history_bonus(60));
+    EXPECT_GE(cm.value(a, a), -history_limit);
+    EXPECT_LT(cm.value(a, a), -history_limit + 64);
+    // A saturated counter loses twice the bonus to one failure: a move that stopped cutting soon falls
+    // behind a move that cuts now, however deep its old cuts were.
+    h.update(a, -history_bonus(8));
+    EXPECT_LE(h.value(a), history_limit - 2 * history_bonus(8));
+    EXPECT_LT(history_bonus(1), history_bonus(2));
+    EXPECT_EQ(history_bonus(0), history_bonus(1));
+    EXPECT_EQ(history_bonus(100), history_limit / 2);
 }
 
 TEST(MoveClasses, SquaresAttackedByEnemyPawnsDoNotWrapAroundTheBoard) {
@@ -91,7 +113,7 @@ TEST(MoveClasses, PlainQuietMovesFollowTheirHistoryBestFirst) {
     Search s("4k3/8/8/8/8/8/8/R3K2R w - - 0 1");
     ChessPosition &pos = s.a->position();
     MoveOrdering order;
-    const char *cuts[] = {"a1a2", "a1a3", "h1h3", "h1h4", "e1d2"}; // history 2, 4, 8, 16, 32
+    const char *cuts[] = {"a1a2", "a1a3", "h1h3", "h1h4", "e1d2"}; // history rising with depth
     MoveList failed;
     failed.push_back(s.move("e1f1"));
     for (int depth = 1; depth <= 5; ++depth)

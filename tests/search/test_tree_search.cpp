@@ -160,6 +160,24 @@ TEST(Pruning, GatesAtTheirDepthsAndIndices) {
     EXPECT_EQ(pawns.a->get_node_count(), 1u);
 }
 
+TEST(Pruning, ReductionsFollowWhatTheLearningTablesKnowOfAMove) {
+    Move plain(Square(12), Square(28), normal_move, wknight, no_piece_t);
+    plain.xcode(xnormal_move);
+    const int step = lmr_history_divisor;
+    EXPECT_EQ(adjusted_reduction(3, plain, step - 1, true), 3); // less than a step changes nothing
+    EXPECT_EQ(adjusted_reduction(3, plain, 2 * step, true), 1);
+    EXPECT_EQ(adjusted_reduction(3, plain, -step, true), 4);
+    EXPECT_EQ(adjusted_reduction(3, plain, -step, false), 5);   // and a ply more when not improving
+    EXPECT_EQ(adjusted_reduction(1, plain, 5 * step, true), 0); // never an extension
+    Move counter = plain;
+    counter.xcode(counter_move);
+    EXPECT_EQ(adjusted_reduction(3, counter, 0, true), 2);
+    // A capture's reduction ignores the quiet moves' tables.
+    Move capture(Square(12), Square(28), normal_move, wknight, bpawn);
+    capture.xcode(losing_capture);
+    EXPECT_EQ(adjusted_reduction(3, capture, -5 * step, true), 3);
+}
+
 TEST(Pruning, MovesLosingMaterialNearTheLeavesAreNotSearched) {
     // Two plies in, the rook can take a6 and nothing gives check; alpha far above the static score makes
     // every quiet move futile at depth 1, so the count says whether the capture was searched. Defended by
