@@ -154,7 +154,6 @@ class MoveOrdering {
         m_counter.clear();
     }
     void clear_killers() { m_killer.clear(); }
-    std::int64_t history(const Move &m) const { return m_history.value(m); }
     QuietCounts counts(const Move &m, const Move &previous, const Move &own_previous) const {
         return {m_history.value(m), previous.word() ? m_counter.value(previous, m) : 0,
                 own_previous.word() ? m_counter.value(own_previous, m) : 0};
