@@ -13,8 +13,9 @@
 // bonus the counter already holds, so counters stay bounded (they fit 16 bits) and a run of recent cuts
 // outweighs an old one however deep it was.
 constexpr int history_limit = 16384;
-inline int history_update(int counter, int bonus) {
-    return counter + bonus - counter * (bonus < 0 ? -bonus : bonus) / history_limit;
+inline void history_update(std::int16_t &counter, int bonus) {
+    counter =
+        static_cast<std::int16_t>(counter + bonus - counter * (bonus < 0 ? -bonus : bonus) / history_limit);
 }
 // A cut's bonus grows with the square of its depth (a deep cut saw more), capped so that one cut moves a
 // counter at most half-way to the limit.
@@ -28,10 +29,7 @@ class HistoryTable {
   public:
     HistoryTable() { clear(); }
     std::int64_t value(const Move &m) const { return m_table[m.piece_id()][m.to_id()]; }
-    void update(const Move &m, int bonus) {
-        std::int16_t &v = m_table[m.piece_id()][m.to_id()];
-        v = static_cast<std::int16_t>(history_update(v, bonus));
-    }
+    void update(const Move &m, int bonus) { history_update(m_table[m.piece_id()][m.to_id()], bonus); }
     void clear();
     void divide_by_8();
 
@@ -52,8 +50,7 @@ class CounterMove {
 
     std::int64_t value(const Move &earlier, const Move &m) const { return m_table[index(earlier, m)]; }
     void update(const Move &earlier, const Move &m, int bonus) {
-        std::int16_t &v = m_table[index(earlier, m)];
-        v = static_cast<std::int16_t>(history_update(v, bonus));
+        history_update(m_table[index(earlier, m)], bonus);
     }
     void clear();
     void divide_by_8();
