@@ -57,6 +57,20 @@ TEST(HashMoveInNullWindow, LaterMovesKeepTheirIndexAndASingleReplyIsExtended) {
     }
 }
 
+TEST(HashMoveInNullWindow, ACutByTheTablesQuietMoveTeachesTheOrdering) {
+    Search pawns = pawns_at_ply_5();
+    const Move first = first_in_order(pawns, 1);
+    const Move cut = pawns.move(first.algebraic() == "g2g4" ? "f2f4" : "g2g4");
+    store_hash_move(pawns, cut);
+    // A window just above being mated: every move holds it, and reverse futility leaves such a window
+    // alone, so the table's move is searched (one leaf) and cuts.
+    const int alpha = -mate_bound - 10;
+    EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha + 1);
+    EXPECT_EQ(pawns.a->get_node_count(), 2u);
+    // Now the killer of this ply: the sibling nodes order it first.
+    EXPECT_EQ(first_in_order(pawns, 1), cut);
+}
+
 TEST(Extensions, EachKindOfMoveThatIsExtended) {
     // Checks: a safe one is extended, one that loses the rook to a pawn is not.
     Search checks("4k3/8/3p4/R7/8/8/8/4K3 w - - 0 1");
