@@ -78,7 +78,7 @@ def hashfull_after_search(e, new_game=True):
     if new_game:  # the same search every time
         e.send("ucinewgame")
     e.send("position startpos")
-    lines = e.go("go depth 9", timeout=120)
+    lines = e.go("go depth 11", timeout=120)
     return int([l for l in lines if l.startswith("info hashfull ")][-1].split()[2])
 
 
