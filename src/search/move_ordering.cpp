@@ -69,6 +69,7 @@ LmrTable::LmrTable() {
 
 void MoveOrdering::learn(const ChessPosition &pos, int ply, const MoveList &list, int searched,
                          const Move &cut, int depth) {
+    if (cut.capture_id() != 0) return;
     const int bonus = history_bonus(depth);
     const Move previous = pos.last_move();
     const Move own_previous = pos.move_before_last();

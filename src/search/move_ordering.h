@@ -163,7 +163,8 @@ class MoveOrdering {
         m_counter.divide_by_8();
         m_killer.clear();
     }
-    // A quiet move cut at this ply: it gains, the quiet moves searched before it lose, by the depth's bonus.
+    // A move cut at this ply: a quiet one gains, the moves searched before it lose, by the depth's bonus; a
+    // capture's cut teaches nothing (the tables rank quiet moves).
     void learn(const ChessPosition &pos, int ply, const MoveList &list, int searched, const Move &cut,
                int depth);
     // Every move's class: the table's move, captures by exchange, killers, counter moves and follow-ups,

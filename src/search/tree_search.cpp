@@ -205,7 +205,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         unmake_move();
         if (stop_requested()) return alpha;
         if (v >= beta) {
-            if (m.capture_id() == 0) m_order.learn(m_pos, m_ply, list, i, m, depth);
+            m_order.learn(m_pos, m_ply, list, i, m, depth);
             put_in_tt(lowerbound, depth, beta, m);
             if (m_ply == 0) m_root_pv = m + child;
             return beta;
@@ -309,7 +309,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (v >= beta) {
             // The commonest cut of all teaches the ordering like any other: the killer and the counts
             // after the last moves serve this node's siblings, which the table knows nothing of.
-            if (hashmove.capture_id() == 0) m_order.learn(m_pos, m_ply, tried, 0, hashmove, depth);
+            m_order.learn(m_pos, m_ply, tried, 0, hashmove, depth);
             put_in_tt(lowerbound, depth, beta, hashmove);
             return beta;
         }
@@ -360,7 +360,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (stop_requested()) return alpha;
         // 12. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
         if (v > alpha) {
-            if (m.capture_id() == 0) m_order.learn(m_pos, m_ply, tried, tried.size(), m, depth);
+            m_order.learn(m_pos, m_ply, tried, tried.size(), m, depth);
             put_in_tt(lowerbound, depth, beta, m);
             return beta;
         }
