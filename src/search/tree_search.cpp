@@ -264,17 +264,13 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
         reverse_futile(depth, s, beta, rising))
         return beta;
-    // 7. Null move: passing still holds beta, so a move will too. Failing, a second pass against a
-    //    lowered window finds out whether the opponent threatens something; a threat deepens the node.
+    // 7. Null move: passing still holds beta, so a move will too. A failed pass is not searched again
+    //    below the window to deepen a threatened node: the second pass cost more than the threats it found.
     //    Not when the table holds an upper bound below beta: a search of this node fell short of beta
     //    before, at some draft, and a pass, which is worse than the best move, nearly always fails too.
     const bool table_says_below = hit && tt_bound == upperbound && tt_score < beta;
-    if (beta <= s && nullmove_allowed() && !table_says_below) {
-        int v = nullmove_search(depth, alpha, beta);
-        if (v >= beta) return beta;
-        v = nullmove_search(depth, alpha - null_threat_margin, beta - null_threat_margin);
-        if (v < alpha - null_threat_margin) ++depth;
-    }
+    if (beta <= s && nullmove_allowed() && !table_says_below && nullmove_search(depth, alpha, beta) >= beta)
+        return beta;
     // 8. Verification: a static score far above beta confirmed by a much shallower search against a
     //    window as far above beta.
     if (beta + verification_margin <= s && depth > verification_reduction && !in_check &&
