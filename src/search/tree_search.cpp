@@ -271,17 +271,9 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     const bool table_says_below = hit && tt_bound == upperbound && tt_score < beta;
     if (beta <= s && nullmove_allowed() && !table_says_below && nullmove_search(depth, alpha, beta) >= beta)
         return beta;
-    // 8. Verification: a static score far above beta confirmed by a much shallower search against a
-    //    window as far above beta.
-    if (beta + verification_margin <= s && depth > verification_reduction && !in_check &&
-        m_mate_attacks == 0) {
-        const int v = nullwindow_search(depth - verification_reduction, beta + verification_margin - 1,
-                                        beta + verification_margin);
-        if (v >= beta + verification_margin) return beta;
-    }
     if (stop_requested()) return alpha;
 
-    // 9. The table's move, if it is legal here (the table is shared without locks), is searched before the
+    // 8. The table's move, if it is legal here (the table is shared without locks), is searched before the
     //    node's moves are generated: a cut on it saves the generation and the ordering. In check the few
     //    evasions are generated first, as a single one is extended; out of check a node with one legal
     //    move is too rare to be worth counting them for its table move.
@@ -311,8 +303,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(hashmove);
     }
-    // 10. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
-    //     the captures, and the quiet moves only when the picker comes to them (most cuts come before).
+    // 9. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
+    //    the captures, and the quiet moves only when the picker comes to them (most cuts come before).
     const bool probe_threats = m_ply <= 2 && depth > 4;
     const bool staged = !in_check && !probe_threats;
     if (!in_check) {
@@ -326,7 +318,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         localsort(list, depth, false, Move());
     }
 
-    // 11. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
+    // 10. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
     //     the rest searched with a reduction where allowed and searched again unreduced when the reduced
     //     search cuts. The pruning of quiet moves only grows along a node's moves: once one is pruned,
     //     the picker drops the rest.
@@ -354,7 +346,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (r != 0 && v >= beta) v = -nullwindow_search(depth - 1, -beta, -alpha);
         unmake_move();
         if (stop_requested()) return alpha;
-        // 12. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
+        // 11. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
         if (v > alpha) {
             m_order.learn(m_pos, m_ply, tried, tried.size(), m, depth);
             put_in_tt(lowerbound, depth, beta, m);
@@ -362,7 +354,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(m);
     }
-    // 13. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
+    // 12. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
     //     table's move kept for the next visit.
     if (!hashmove.word() && picker.list_empty()) return 0;
     put_in_tt(upperbound, depth, alpha, hashmove);

@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [129739, 189101, 57974]
-TOTAL_NODES = 376814
+POSITION_NODES = [129925, 189136, 38092]
+TOTAL_NODES = 357153
 
 
 def test_bench_node_counts(binary):
