@@ -265,7 +265,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         reverse_futile(depth, s, beta, rising))
         return beta;
     // 7. Null move: passing still holds beta, so a move will too. A failed pass is not searched again
-    //    below the window to deepen a threatened node: the second pass cost more than the threats it found.
+    //    below the window to deepen a threatened node, nor a high static score verified by a shallower
+    //    search: both cost more nodes than the threats they found were worth.
     //    Not when the table holds an upper bound below beta: a search of this node fell short of beta
     //    before, at some draft, and a pass, which is worse than the best move, nearly always fails too.
     const bool table_says_below = hit && tt_bound == upperbound && tt_score < beta;
