@@ -188,6 +188,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     //    again unreduced and finally with the full window as long as they beat alpha.
     const int alpha0 = alpha;
     Move best;
+    int best_index = 0;
     PrincipalVariation child;
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
@@ -213,6 +214,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         if (v > alpha) {
             alpha = v;
             best = m;
+            best_index = i;
             pv = m + child;
             if (m_ply == 0) {
                 m_root_resolved = true;
@@ -224,7 +226,9 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         // 8. The first move failed to raise alpha: a shallow search looks for a better second move.
         if (i == 0 && alpha == alpha0 && depth > 3) iidsort(list, depth, alpha, beta);
     }
-    // 9. The result in the table, with the best move, or the table's own when no move raised alpha.
+    // 9. The result in the table, with the best move, or the table's own when no move raised alpha. A
+    //    best move that raised alpha without a cut teaches the ordering as a cut would.
+    if (best.word()) m_order.learn(m_pos, m_ply, list, best_index, best, depth);
     put_in_tt(alpha > alpha0 ? exact_value : upperbound, depth, alpha, best.word() ? best : hm);
     return alpha;
 }
