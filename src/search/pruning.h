@@ -90,15 +90,6 @@ DRAVNIK_TUNED_CONSTEXPR int null_move_reduction(int depth) {
     return depth / null_move_divisor + null_move_base;
 }
 
-// A null move searched again this far below the window: failing even that, the side to move faces a
-// threat worth two pawns, and the node is searched a ply deeper.
-DRAVNIK_TUNABLE(null_threat_margin, 200, 50, 600, 25)
-
-// A static score this far above beta is verified by a search this much shallower, against a window as far
-// above beta; a node deeper than the reduction only, so the verification has a depth of its own.
-DRAVNIK_TUNABLE(verification_margin, 200, 50, 800, 30)
-DRAVNIK_TUNABLE(verification_reduction, 4, 2, 8, 1)
-
 // The late-move reduction table's formula (LmrTable), in hundredths: base + ln(depth) * ln(index / 2) *
 // 100 / divisor. The divisor takes the product to 100/130 of itself: late moves reduced a little less.
 DRAVNIK_TUNABLE(lmr_base, 0, -100, 150, 10)

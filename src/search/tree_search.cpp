@@ -188,6 +188,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     //    again unreduced and finally with the full window as long as they beat alpha.
     const int alpha0 = alpha;
     Move best;
+    int best_index = 0;
     PrincipalVariation child;
     for (int i = 0; i < list.size(); ++i) {
         const Move m = list[i];
@@ -213,6 +214,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         if (v > alpha) {
             alpha = v;
             best = m;
+            best_index = i;
             pv = m + child;
             if (m_ply == 0) {
                 m_root_resolved = true;
@@ -224,7 +226,9 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
         // 8. The first move failed to raise alpha: a shallow search looks for a better second move.
         if (i == 0 && alpha == alpha0 && depth > 3) iidsort(list, depth, alpha, beta);
     }
-    // 9. The result in the table, with the best move, or the table's own when no move raised alpha.
+    // 9. The result in the table, with the best move, or the table's own when no move raised alpha. A
+    //    best move that raised alpha without a cut teaches the ordering as a cut would.
+    if (best.word()) m_order.learn(m_pos, m_ply, list, best_index, best, depth);
     put_in_tt(alpha > alpha0 ? exact_value : upperbound, depth, alpha, best.word() ? best : hm);
     return alpha;
 }
@@ -264,28 +268,17 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
         reverse_futile(depth, s, beta, rising))
         return beta;
-    // 7. Null move: passing still holds beta, so a move will too. Failing, a second pass against a
-    //    lowered window finds out whether the opponent threatens something; a threat deepens the node.
+    // 7. Null move: passing still holds beta, so a move will too. A failed pass is not searched again
+    //    below the window to deepen a threatened node, nor a high static score verified by a shallower
+    //    search: both cost more nodes than the threats they found were worth.
     //    Not when the table holds an upper bound below beta: a search of this node fell short of beta
     //    before, at some draft, and a pass, which is worse than the best move, nearly always fails too.
     const bool table_says_below = hit && tt_bound == upperbound && tt_score < beta;
-    if (beta <= s && nullmove_allowed() && !table_says_below) {
-        int v = nullmove_search(depth, alpha, beta);
-        if (v >= beta) return beta;
-        v = nullmove_search(depth, alpha - null_threat_margin, beta - null_threat_margin);
-        if (v < alpha - null_threat_margin) ++depth;
-    }
-    // 8. Verification: a static score far above beta confirmed by a much shallower search against a
-    //    window as far above beta.
-    if (beta + verification_margin <= s && depth > verification_reduction && !in_check &&
-        m_mate_attacks == 0) {
-        const int v = nullwindow_search(depth - verification_reduction, beta + verification_margin - 1,
-                                        beta + verification_margin);
-        if (v >= beta + verification_margin) return beta;
-    }
+    if (beta <= s && nullmove_allowed() && !table_says_below && nullmove_search(depth, alpha, beta) >= beta)
+        return beta;
     if (stop_requested()) return alpha;
 
-    // 9. The table's move, if it is legal here (the table is shared without locks), is searched before the
+    // 8. The table's move, if it is legal here (the table is shared without locks), is searched before the
     //    node's moves are generated: a cut on it saves the generation and the ordering. In check the few
     //    evasions are generated first, as a single one is extended; out of check a node with one legal
     //    move is too rare to be worth counting them for its table move.
@@ -315,8 +308,8 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(hashmove);
     }
-    // 10. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
-    //     the captures, and the quiet moves only when the picker comes to them (most cuts come before).
+    // 9. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
+    //    the captures, and the quiet moves only when the picker comes to them (most cuts come before).
     const bool probe_threats = m_ply <= 2 && depth > 4;
     const bool staged = !in_check && !probe_threats;
     if (!in_check) {
@@ -330,7 +323,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         localsort(list, depth, false, Move());
     }
 
-    // 11. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
+    // 10. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
     //     the rest searched with a reduction where allowed and searched again unreduced when the reduced
     //     search cuts. The pruning of quiet moves only grows along a node's moves: once one is pruned,
     //     the picker drops the rest.
@@ -358,7 +351,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (r != 0 && v >= beta) v = -nullwindow_search(depth - 1, -beta, -alpha);
         unmake_move();
         if (stop_requested()) return alpha;
-        // 12. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
+        // 11. A cut: a quiet cut move teaches the ordering; the bound goes in the table.
         if (v > alpha) {
             m_order.learn(m_pos, m_ply, tried, tried.size(), m, depth);
             put_in_tt(lowerbound, depth, beta, m);
@@ -366,7 +359,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(m);
     }
-    // 13. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
+    // 12. Stalemate when there is no move at all; else no move reached beta: an upper bound, with the
     //     table's move kept for the next visit.
     if (!hashmove.word() && picker.list_empty()) return 0;
     put_in_tt(upperbound, depth, alpha, hashmove);

@@ -77,7 +77,8 @@ def test_analysis_and_pondering_build_in_slices_and_limits_never_wait(binary):
         e = Engine(binary)
         e.send("position fen " + QUEEN_ROOK)
         e.send(command)
-        lines = e.expect(lambda l: MATE.search(l) is not None, 30)
+        # The tree may report a longer mate of its own first; the table's shortest one must follow.
+        lines = e.expect(lambda l: MATE.search(l) is not None and int(MATE.search(l).group(1)) <= 10, 30)
         assert int(MATE.search(lines[-1]).group(1)) == 10, lines[-1]
         start = time.monotonic()
         e.send("stop")
