@@ -51,7 +51,6 @@ void Analysis::init(const ChessPosition &position) {
     m_action = action_t::none;
     m_status = status_t::idle;
     m_ply = 0;
-    m_mate_attacks = 0;
     std::fill(std::begin(m_static), std::end(m_static), no_static);
     m_eval.init();
 }

@@ -129,7 +129,7 @@ class Analysis {
     // loses nothing by exchange.
     int extend(bool only_move, const Move &m, bool safe_check);
     bool is_legal(const TTmove &m) const;
-    void localsort(MoveList &list, int depth, bool pv, const Move &hashmove);
+    void localsort(MoveList &list, const Move &hashmove);
     ChessPosition &position() { return m_pos; }
     void make_move(const Move &m); // a null Move() is the null move
     void unmake_move();
@@ -169,8 +169,6 @@ class Analysis {
     void put_in_tt(bound_t bound, int draft, int score, const Move &move);
     void put_in_quiescence_tt(bool hit, int tt_draft, bound_t bound, int score);
     Move probe_move(int &score, int &draft, bound_t &bound, bool &hit);
-    // Marks the moves after which a pass by the opponent would be mated (class mate_attack).
-    void mark_mate_threats(MoveList &list, int depth);
     void iidsort(MoveList &list, int depth, int alpha, int beta);
     void select_searchmoves(MoveList &list) const;
     // The root's moves less those of the MultiPV lines above the one being searched.
@@ -207,7 +205,6 @@ class Analysis {
     std::atomic<int> m_iteration{0};
     std::atomic<int> m_seldepth{0};
     int m_ply = 0;
-    int m_mate_attacks = 0; // moves of class mate_attack on the current path
     std::atomic<std::uint64_t> m_nodes{0};
     std::uint64_t m_iteration_nodes = 0;
     float m_ebf = 0;
@@ -248,8 +245,7 @@ class Analysis {
     MovePicker::Slot m_slots[max_ply][MoveList::capacity]; // the picker's room
     Move m_tried[max_ply][MoveList::capacity];             // a node's moves searched so far, in order
     MoveGenerator::MoveTable m_tables_by_ply[max_ply];
-    // Each ply's static score on the current path; no_static in check or where a ply has no node (a move
-    // the mate-threat probe made).
+    // Each ply's static score on the current path; no_static in check.
     static constexpr int no_static = -32001;
     int m_static[max_ply];
 };

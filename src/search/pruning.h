@@ -50,7 +50,7 @@ DRAVNIK_TUNED_CONSTEXPR bool exchange_pruned(int depth, bool quiet, int exchange
 
 // Reverse futility pruning: with this little depth left, a static score this far above beta (90 cp a
 // ply, a ply less when the score is improving) is not brought back below it by the side to move's
-// opponent. The caller leaves out nodes in check, on a mate threat, and with a mate score at stake.
+// opponent. The caller leaves out nodes in check and with a mate score at stake.
 DRAVNIK_TUNABLE(reverse_futility_margin, 90, 30, 250, 8)
 DRAVNIK_TUNABLE(reverse_futility_depth, 6, 2, 10, 1)
 DRAVNIK_TUNED_CONSTEXPR bool reverse_futile(int depth, int static_score, int beta, bool improving) {

@@ -1,5 +1,5 @@
-// Tree search: node bookkeeping, PV and null-window searches, null move, quiescence, the ordering's searches
-// (mate threats, internal deepening) and extensions.
+// Tree search: node bookkeeping, PV and null-window searches, null move, quiescence, the ordering's search
+// (internal deepening) and extensions.
 #include "search/analysis.h"
 
 #include "search/pruning.h"
@@ -49,14 +49,12 @@ void Analysis::make_move(const Move &m) {
     m_pos.make_move(m);
     m_eval.prefetch(); // nearly every node evaluates its position first
     m_eval.make_move(m);
-    if (m.xcode() == mate_attack) ++m_mate_attacks;
     ++m_ply;
 }
 
 void Analysis::unmake_move() {
     const Move m = m_pos.last_move();
     --m_ply;
-    if (m.xcode() == mate_attack) --m_mate_attacks;
     m_eval.unmake_move(m);
     m_pos.unmake_move();
 }
@@ -182,7 +180,7 @@ int Analysis::pv_search(const int &depth_in, int alpha, int beta, PrincipalVaria
     Move hm;
     for (const Move &m : list)
         if (m == hashmove) hm = m;
-    localsort(list, depth, true, hm);
+    localsort(list, hm);
 
     // 7. The first move with the full window; the others with a null window, reduced where allowed, then
     //    again unreduced and finally with the full window as long as they beat alpha.
@@ -265,8 +263,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         if (tt_bound == lowerbound && tt_score >= beta) return beta;
     }
     // 6. Reverse futility: a static score far above beta with little depth left.
-    if (!in_check && m_mate_attacks == 0 && beta < mate_bound && beta > -mate_bound &&
-        reverse_futile(depth, s, beta, rising))
+    if (!in_check && beta < mate_bound && beta > -mate_bound && reverse_futile(depth, s, beta, rising))
         return beta;
     // 7. Null move: passing still holds beta, so a move will too. A failed pass is not searched again
     //    below the window to deepen a threatened node, nor a high static score verified by a shallower
@@ -308,19 +305,19 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
         }
         tried.push_back(hashmove);
     }
-    // 9. The moves: near the root, where mate threats are probed, all of them ordered at once; elsewhere
-    //    the captures, and the quiet moves only when the picker comes to them (most cuts come before).
-    const bool probe_threats = m_ply <= 2 && depth > 4;
-    const bool staged = !in_check && !probe_threats;
+    // 9. The moves: in the few deep nodes near the root all of them ordered at once; elsewhere the
+    //    captures, and the quiet moves only when the picker comes to them (most cuts come before).
+    const bool sort_all = m_ply <= 2 && depth > 4;
+    const bool staged = !in_check && !sort_all;
     if (!in_check) {
         if (staged)
             m_gen.serialize_captures(m_pos, table, list);
         else
             m_gen.serialize_moves(m_pos, table, list);
     }
-    if (probe_threats) {
+    if (sort_all) {
         if (list.size() == 0) return 0;
-        localsort(list, depth, false, Move());
+        localsort(list, Move());
     }
 
     // 10. The other moves, each ordered only when its turn comes: late quiet moves pruned near the leaves,
@@ -328,7 +325,7 @@ int Analysis::nullwindow_search(int depth, int alpha, int beta) {
     //     search cuts. The pruning of quiet moves only grows along a node's moves: once one is pruned,
     //     the picker drops the rest.
     MovePicker picker(m_pos, m_order, m_ply, list, hashmove, m_slots[m_ply],
-                      probe_threats ? MovePicker::mode_t::sorted : MovePicker::mode_t::all,
+                      sort_all ? MovePicker::mode_t::sorted : MovePicker::mode_t::all,
                       staged ? &m_gen : nullptr, &table);
     for (Move m; (m = picker.next()).word();) {
         const int index = picker.index(); // the table's move, searched before, takes no place
@@ -476,27 +473,15 @@ void Analysis::put_in_quiescence_tt(bool hit, int tt_draft, bound_t bound, int s
 }
 
 // ---------------------------------------------------------------------------------------------------------
-// The searches that help the ordering: mate threats and the internal deepening of a PV node
+// The ordering of a whole list, and the search that helps it: the internal deepening of a PV node. No
+// probe for mate threats (a pass by the opponent searched after every move near the root): its searches
+// cost more nodes than the extension it gave the threatening moves won back.
 
-void Analysis::localsort(MoveList &list, int depth, bool pv, const Move &hashmove) {
+void Analysis::localsort(MoveList &list, const Move &hashmove) {
     if (list.size() < 2) return;
     m_order.classify(m_pos, m_ply, list, hashmove);
-    if ((pv || m_ply <= 2) && depth > 4) mark_mate_threats(list, depth);
     sort_by_class(list);
     m_order.order_quiet_moves(m_pos, list);
-}
-
-void Analysis::mark_mate_threats(MoveList &list, int depth) {
-    for (Move &m : list) {
-        if (m.xcode() == hashtable_move || m.check()) continue;
-        make_move(m);
-        m_static[m_ply] = no_static; // no node here: the opponent's pass below must not read a stale score
-        // A pass by the opponent, searched against a window just below being mated.
-        const int v = nullmove_search(depth, -(mate_bound + 1), -mate_bound);
-        unmake_move();
-        if (v < -mate_bound) m.xcode(mate_attack);
-        if (stop_requested()) break;
-    }
 }
 
 void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
@@ -519,7 +504,7 @@ void Analysis::iidsort(MoveList &list, int depth, int alpha, int beta) {
 
 int Analysis::extend(bool only_move, const Move &m, bool safe_check) {
     if (m_ply > m_iteration.load(std::memory_order_relaxed) + extension_reach) return 0;
-    // A safe check, the only move, a pawn push of the ranks below, a mate threat.
+    // A safe check, the only move, a pawn push of the ranks below.
     bool candidate = safe_check || only_move;
     const int to = m.to_id();
     // The two colours' pawn ranks are not mirrored, and that is deliberate: a white pawn is extended when
@@ -527,7 +512,6 @@ int Analysis::extend(bool only_move, const Move &m, bool safe_check) {
     // squares 16-23). The search was tuned with this asymmetry; mirroring it changes the played moves.
     if (m.piece_id() == wpawn && to >= 56) candidate = true;
     if (m.piece_id() == bpawn && to >= 16 && to <= 23) candidate = true;
-    if (m.xcode() == mate_attack) candidate = true;
     const Move previous = m_pos.last_move();
     const bool recapture = m.capture_id() != 0 && previous.capture_id() != 0 && previous.to_id() == to;
     const BitBoard &own_set =

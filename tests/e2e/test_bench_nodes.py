@@ -12,8 +12,8 @@ sys.path.insert(0, os.path.dirname(__file__))
 from uci_driver import Engine, main
 
 # Nodes per position (start position, start position without castling rights, a middle game) and total.
-POSITION_NODES = [158613, 108434, 46076]
-TOTAL_NODES = 313123
+POSITION_NODES = [151481, 97532, 37895]
+TOTAL_NODES = 286908
 
 
 def test_bench_node_counts(binary):

@@ -9,12 +9,12 @@ Move quiet(int from, int to, piece_t piece) {
     return Move(Square(from), Square(to), normal_move, piece, no_piece_t);
 }
 
-// The class localsort gives a move among all legal moves of the position (shallow: no mate probe).
+// The class localsort gives a move among all legal moves of the position.
 int class_of(Search &s, const std::string &text) {
     MoveGenerator gen(tables());
     MoveList list;
     gen.generate_moves(s.a->position(), list);
-    s.a->localsort(list, 1, false, Move());
+    s.a->localsort(list, Move());
     for (const Move &m : list)
         if (m.algebraic() == text) return m.xcode();
     return -1;

@@ -24,11 +24,11 @@ Search pawns_at_ply_5() {
 }
 
 // The move localsort puts first in a null-window node of this position.
-Move first_in_order(Search &s, int depth) {
+Move first_in_order(Search &s) {
     MoveGenerator gen(tables());
     MoveList list;
     gen.generate_moves(s.a->position(), list);
-    s.a->localsort(list, depth, false, Move());
+    s.a->localsort(list, Move());
     return list[0];
 }
 } // namespace
@@ -39,7 +39,7 @@ TEST(HashMoveInNullWindow, LaterMovesKeepTheirIndexAndASingleReplyIsExtended) {
     for (bool from_table : {false, true}) {
         Search pawns = pawns_at_ply_5();
         // With the first of them from the table, it goes first and the seven that follow it are searched.
-        if (from_table) store_hash_move(pawns, first_in_order(pawns, 1));
+        if (from_table) store_hash_move(pawns, first_in_order(pawns));
         const int alpha = pawns.a->static_eval() + 90; // out of reach, yet not futile at depth 1
         EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha);
         EXPECT_EQ(pawns.a->get_node_count(), from_table ? 1u + 1u + 7u : 1u + 7u);
@@ -59,7 +59,7 @@ TEST(HashMoveInNullWindow, LaterMovesKeepTheirIndexAndASingleReplyIsExtended) {
 
 TEST(HashMoveInNullWindow, ACutByTheTablesQuietMoveTeachesTheOrdering) {
     Search pawns = pawns_at_ply_5();
-    const Move first = first_in_order(pawns, 1);
+    const Move first = first_in_order(pawns);
     const Move cut = pawns.move(first.algebraic() == "g2g4" ? "f2f4" : "g2g4");
     store_hash_move(pawns, cut);
     // A window just above being mated: every move holds it, and reverse futility leaves such a window
@@ -68,7 +68,7 @@ TEST(HashMoveInNullWindow, ACutByTheTablesQuietMoveTeachesTheOrdering) {
     EXPECT_EQ(pawns.a->nullwindow_search(1, alpha, alpha + 1), alpha + 1);
     EXPECT_EQ(pawns.a->get_node_count(), 2u);
     // Now the killer of this ply: the sibling nodes order it first.
-    EXPECT_EQ(first_in_order(pawns, 1), cut);
+    EXPECT_EQ(first_in_order(pawns), cut);
 }
 
 TEST(Extensions, EachKindOfMoveThatIsExtended) {
@@ -79,10 +79,6 @@ TEST(Extensions, EachKindOfMoveThatIsExtended) {
     EXPECT_EQ(checks.a->extend(none, checks.move("a5e5")), 0);
     const Move quiet = checks.move("a5a6");
     EXPECT_EQ(checks.a->extend(none, quiet), 0);
-    // A move the mate-threat probe marked.
-    Move threat = quiet;
-    threat.xcode(mate_attack);
-    EXPECT_EQ(checks.a->extend(none, threat), 1);
 
     // The only legal reply, and the same move in a longer list.
     Search single("4k3/8/8/8/8/7P/6P1/r6K w - - 0 1");
