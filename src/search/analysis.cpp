@@ -177,7 +177,10 @@ void Analysis::iterative_search() {
     for (;;) {
         const int iteration = m_iteration;
         if (m_depth_cap <= iteration) break;
-        if (iteration > 0 && std::abs(m_eval_score) >= mate - iteration) break;
+        // A mate within the depth searched ends the deepening, unless an endgame table is being built in
+        // slices between the nodes: its distance may be shorter than the tree's, and the build goes on only
+        // while the tree searches.
+        if (iteration > 0 && std::abs(m_eval_score) >= mate - iteration && !m_egt.building()) break;
         if (m_limitstrength && m_elo_depth < iteration) break;
         // A root that failed low or high is searched again within the hard limit before the soft one may
         // end the search: its score is only a bound, and a falling score is when time pays most.
