@@ -113,7 +113,7 @@ def test_mate_score_searchmoves_and_positions_without_a_move(binary):
     e = Engine(binary)
     # However short the search, its mate score is reported.
     e.send("position fen 4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1")
-    lines = e.go("go depth 8")
+    lines = e.go("go depth 9")
     assert bestmove(lines) == "b3c4"
     assert any(" score mate 3 " in l for l in lines), lines[-4:]
     e.send("position startpos")

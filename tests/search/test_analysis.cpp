@@ -13,7 +13,7 @@ TEST(Analysis, MatesAreFoundWithTheirDistance) {
     EXPECT_EQ(two.run(), 29997);
     EXPECT_EQ(two.a->best_move().algebraic(), "d5f6");
     // Mate in three from one of the engine's games: Bc4 shuts the king in.
-    Search three("4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1", 8);
+    Search three("4k3/p5r1/1p5p/1P1n2p1/8/1bP2PPK/3r4/8 b - - 0 1", 9);
     EXPECT_EQ(three.run(), 29995);
     EXPECT_EQ(three.a->best_move().algebraic(), "b3c4");
     // The mated side sees -(30000 - ply).
